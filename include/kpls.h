@@ -1,0 +1,121 @@
+/* kpls: the signal-processing functions. One line per entry, grouped by family;
+   the build reads this header to make the entry table. */
+#ifndef KPLS_H
+#define KPLS_H
+
+#include "kpltypes.h"
+
+/* ==== Version and memory ==== */
+KPLAPI(const KplLibraryVersion*) kplsGetLibVersion(void);
+KPLAPI(Kpl8u*) kplsMalloc_8u(int len);
+KPLAPI(Kpl16u*) kplsMalloc_16u(int len);
+KPLAPI(Kpl32u*) kplsMalloc_32u(int len);
+KPLAPI(Kpl8s*) kplsMalloc_8s(int len);
+KPLAPI(Kpl16s*) kplsMalloc_16s(int len);
+KPLAPI(Kpl32s*) kplsMalloc_32s(int len);
+KPLAPI(Kpl64s*) kplsMalloc_64s(int len);
+KPLAPI(Kpl32f*) kplsMalloc_32f(int len);
+KPLAPI(Kpl64f*) kplsMalloc_64f(int len);
+KPLAPI(Kpl8sc*) kplsMalloc_8sc(int len);
+KPLAPI(Kpl16sc*) kplsMalloc_16sc(int len);
+KPLAPI(Kpl32sc*) kplsMalloc_32sc(int len);
+KPLAPI(Kpl64sc*) kplsMalloc_64sc(int len);
+KPLAPI(Kpl32fc*) kplsMalloc_32fc(int len);
+KPLAPI(Kpl64fc*) kplsMalloc_64fc(int len);
+KPLAPI(void) kplsFree(void* ptr);
+
+/* ==== Block moves and complex packing ==== */
+KPLAPI(KplStatus) kplsCopy_8u(const Kpl8u* pSrc, Kpl8u* pDst, int len);
+KPLAPI(KplStatus) kplsCopy_16s(const Kpl16s* pSrc, Kpl16s* pDst, int len);
+KPLAPI(KplStatus) kplsCopy_16sc(const Kpl16sc* pSrc, Kpl16sc* pDst, int len);
+KPLAPI(KplStatus) kplsCopy_32f(const Kpl32f* pSrc, Kpl32f* pDst, int len);
+KPLAPI(KplStatus) kplsCopy_32fc(const Kpl32fc* pSrc, Kpl32fc* pDst, int len);
+KPLAPI(KplStatus) kplsCopy_32s(const Kpl32s* pSrc, Kpl32s* pDst, int len);
+KPLAPI(KplStatus) kplsCopy_32sc(const Kpl32sc* pSrc, Kpl32sc* pDst, int len);
+KPLAPI(KplStatus) kplsCopy_64f(const Kpl64f* pSrc, Kpl64f* pDst, int len);
+KPLAPI(KplStatus) kplsCopy_64fc(const Kpl64fc* pSrc, Kpl64fc* pDst, int len);
+KPLAPI(KplStatus) kplsCopy_64s(const Kpl64s* pSrc, Kpl64s* pDst, int len);
+KPLAPI(KplStatus) kplsCopy_64sc(const Kpl64sc* pSrc, Kpl64sc* pDst, int len);
+KPLAPI(KplStatus) kplsCopy_1u(const Kpl8u* pSrc, int srcBitOffset, Kpl8u* pDst, int dstBitOffset, int len);
+KPLAPI(KplStatus) kplsMove_8u(const Kpl8u* pSrc, Kpl8u* pDst, int len);
+KPLAPI(KplStatus) kplsMove_16s(const Kpl16s* pSrc, Kpl16s* pDst, int len);
+KPLAPI(KplStatus) kplsMove_16sc(const Kpl16sc* pSrc, Kpl16sc* pDst, int len);
+KPLAPI(KplStatus) kplsMove_32f(const Kpl32f* pSrc, Kpl32f* pDst, int len);
+KPLAPI(KplStatus) kplsMove_32fc(const Kpl32fc* pSrc, Kpl32fc* pDst, int len);
+KPLAPI(KplStatus) kplsMove_32s(const Kpl32s* pSrc, Kpl32s* pDst, int len);
+KPLAPI(KplStatus) kplsMove_32sc(const Kpl32sc* pSrc, Kpl32sc* pDst, int len);
+KPLAPI(KplStatus) kplsMove_64f(const Kpl64f* pSrc, Kpl64f* pDst, int len);
+KPLAPI(KplStatus) kplsMove_64fc(const Kpl64fc* pSrc, Kpl64fc* pDst, int len);
+KPLAPI(KplStatus) kplsMove_64s(const Kpl64s* pSrc, Kpl64s* pDst, int len);
+KPLAPI(KplStatus) kplsMove_64sc(const Kpl64sc* pSrc, Kpl64sc* pDst, int len);
+KPLAPI(KplStatus) kplsSet_8u(Kpl8u val, Kpl8u* pDst, int len);
+KPLAPI(KplStatus) kplsSet_16s(Kpl16s val, Kpl16s* pDst, int len);
+KPLAPI(KplStatus) kplsSet_16sc(Kpl16sc val, Kpl16sc* pDst, int len);
+KPLAPI(KplStatus) kplsSet_32f(Kpl32f val, Kpl32f* pDst, int len);
+KPLAPI(KplStatus) kplsSet_32fc(Kpl32fc val, Kpl32fc* pDst, int len);
+KPLAPI(KplStatus) kplsSet_32s(Kpl32s val, Kpl32s* pDst, int len);
+KPLAPI(KplStatus) kplsSet_32sc(Kpl32sc val, Kpl32sc* pDst, int len);
+KPLAPI(KplStatus) kplsSet_64f(Kpl64f val, Kpl64f* pDst, int len);
+KPLAPI(KplStatus) kplsSet_64fc(Kpl64fc val, Kpl64fc* pDst, int len);
+KPLAPI(KplStatus) kplsSet_64s(Kpl64s val, Kpl64s* pDst, int len);
+KPLAPI(KplStatus) kplsSet_64sc(Kpl64sc val, Kpl64sc* pDst, int len);
+KPLAPI(KplStatus) kplsZero_8u(Kpl8u* pDst, int len);
+KPLAPI(KplStatus) kplsZero_16s(Kpl16s* pDst, int len);
+KPLAPI(KplStatus) kplsZero_16sc(Kpl16sc* pDst, int len);
+KPLAPI(KplStatus) kplsZero_32f(Kpl32f* pDst, int len);
+KPLAPI(KplStatus) kplsZero_32fc(Kpl32fc* pDst, int len);
+KPLAPI(KplStatus) kplsZero_32s(Kpl32s* pDst, int len);
+KPLAPI(KplStatus) kplsZero_32sc(Kpl32sc* pDst, int len);
+KPLAPI(KplStatus) kplsZero_64f(Kpl64f* pDst, int len);
+KPLAPI(KplStatus) kplsZero_64fc(Kpl64fc* pDst, int len);
+KPLAPI(KplStatus) kplsZero_64s(Kpl64s* pDst, int len);
+KPLAPI(KplStatus) kplsZero_64sc(Kpl64sc* pDst, int len);
+KPLAPI(KplStatus) kplsFlip_8u(const Kpl8u* pSrc, Kpl8u* pDst, int len);
+KPLAPI(KplStatus) kplsFlip_8u_I(Kpl8u* pSrcDst, int len);
+KPLAPI(KplStatus) kplsFlip_16u(const Kpl16u* pSrc, Kpl16u* pDst, int len);
+KPLAPI(KplStatus) kplsFlip_16u_I(Kpl16u* pSrcDst, int len);
+KPLAPI(KplStatus) kplsFlip_32f(const Kpl32f* pSrc, Kpl32f* pDst, int len);
+KPLAPI(KplStatus) kplsFlip_32f_I(Kpl32f* pSrcDst, int len);
+KPLAPI(KplStatus) kplsFlip_32fc(const Kpl32fc* pSrc, Kpl32fc* pDst, int len);
+KPLAPI(KplStatus) kplsFlip_32fc_I(Kpl32fc* pSrcDst, int len);
+KPLAPI(KplStatus) kplsFlip_64f(const Kpl64f* pSrc, Kpl64f* pDst, int len);
+KPLAPI(KplStatus) kplsFlip_64f_I(Kpl64f* pSrcDst, int len);
+KPLAPI(KplStatus) kplsFlip_64fc(const Kpl64fc* pSrc, Kpl64fc* pDst, int len);
+KPLAPI(KplStatus) kplsFlip_64fc_I(Kpl64fc* pSrcDst, int len);
+KPLAPI(KplStatus) kplsSwapBytes_16u(const Kpl16u* pSrc, Kpl16u* pDst, int len);
+KPLAPI(KplStatus) kplsSwapBytes_16u_I(Kpl16u* pSrcDst, int len);
+KPLAPI(KplStatus) kplsSwapBytes_24u(const Kpl24u* pSrc, Kpl24u* pDst, int len);
+KPLAPI(KplStatus) kplsSwapBytes_24u_I(Kpl24u* pSrcDst, int len);
+KPLAPI(KplStatus) kplsSwapBytes_32u(const Kpl32u* pSrc, Kpl32u* pDst, int len);
+KPLAPI(KplStatus) kplsSwapBytes_32u_I(Kpl32u* pSrcDst, int len);
+KPLAPI(KplStatus) kplsSwapBytes_64u(const Kpl64u* pSrc, Kpl64u* pDst, int len);
+KPLAPI(KplStatus) kplsSwapBytes_64u_I(Kpl64u* pSrcDst, int len);
+KPLAPI(KplStatus) kplsReal_16sc(const Kpl16sc* pSrc, Kpl16s* pDst, int len);
+KPLAPI(KplStatus) kplsReal_32fc(const Kpl32fc* pSrc, Kpl32f* pDst, int len);
+KPLAPI(KplStatus) kplsReal_64fc(const Kpl64fc* pSrc, Kpl64f* pDst, int len);
+KPLAPI(KplStatus) kplsImag_16sc(const Kpl16sc* pSrc, Kpl16s* pDst, int len);
+KPLAPI(KplStatus) kplsImag_32fc(const Kpl32fc* pSrc, Kpl32f* pDst, int len);
+KPLAPI(KplStatus) kplsImag_64fc(const Kpl64fc* pSrc, Kpl64f* pDst, int len);
+KPLAPI(KplStatus) kplsCplxToReal_16sc(const Kpl16sc* pSrc, Kpl16s* pDstRe, Kpl16s* pDstIm, int len);
+KPLAPI(KplStatus) kplsCplxToReal_32fc(const Kpl32fc* pSrc, Kpl32f* pDstRe, Kpl32f* pDstIm, int len);
+KPLAPI(KplStatus) kplsCplxToReal_64fc(const Kpl64fc* pSrc, Kpl64f* pDstRe, Kpl64f* pDstIm, int len);
+KPLAPI(KplStatus) kplsRealToCplx_16s(const Kpl16s* pSrcRe, const Kpl16s* pSrcIm, Kpl16sc* pDst, int len);
+KPLAPI(KplStatus) kplsRealToCplx_32f(const Kpl32f* pSrcRe, const Kpl32f* pSrcIm, Kpl32fc* pDst, int len);
+KPLAPI(KplStatus) kplsRealToCplx_64f(const Kpl64f* pSrcRe, const Kpl64f* pSrcIm, Kpl64fc* pDst, int len);
+KPLAPI(KplStatus) kplsConj_16sc(const Kpl16sc* pSrc, Kpl16sc* pDst, int len);
+KPLAPI(KplStatus) kplsConj_16sc_I(Kpl16sc* pSrcDst, int len);
+KPLAPI(KplStatus) kplsConj_32fc(const Kpl32fc* pSrc, Kpl32fc* pDst, int len);
+KPLAPI(KplStatus) kplsConj_32fc_I(Kpl32fc* pSrcDst, int len);
+KPLAPI(KplStatus) kplsConj_64fc(const Kpl64fc* pSrc, Kpl64fc* pDst, int len);
+KPLAPI(KplStatus) kplsConj_64fc_I(Kpl64fc* pSrcDst, int len);
+KPLAPI(KplStatus) kplsConjFlip_16sc(const Kpl16sc* pSrc, Kpl16sc* pDst, int len);
+KPLAPI(KplStatus) kplsConjFlip_32fc(const Kpl32fc* pSrc, Kpl32fc* pDst, int len);
+KPLAPI(KplStatus) kplsConjFlip_64fc(const Kpl64fc* pSrc, Kpl64fc* pDst, int len);
+KPLAPI(KplStatus) kplsPackBits_32u8u(const Kpl32u* pSrc, const Kpl32s* pSrcBits, int len, Kpl8u* pDst, int dstBitOffset, int* pDstBitOffset);
+KPLAPI(KplStatus) kplsJoin_32f16s_D2L(const Kpl32f* const* pSrc, int nChannels, int chanLen, Kpl16s* pDst);
+KPLAPI(KplStatus) kplsJoinScaled_32f16s_D2L(const Kpl32f* const* pSrc, int nChannels, int chanLen, Kpl16s* pDst);
+KPLAPI(KplStatus) kplsJoinScaled_32f24s_D2L(const Kpl32f* const* pSrc, int nChannels, int chanLen, Kpl24s* pDst);
+KPLAPI(KplStatus) kplsSplitScaled_16s32f_D2L(const Kpl16s* pSrc, Kpl32f** pDst, int nChannels, int chanLen);
+KPLAPI(KplStatus) kplsSplitScaled_24s32f_D2L(const Kpl24s* pSrc, Kpl32f** pDst, int nChannels, int chanLen);
+
+#endif /* KPLS_H */

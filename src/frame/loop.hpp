@@ -1,0 +1,45 @@
+// The loop driver of the element-wise kernels: a scalar peel up to the
+// destination's 16-byte boundary, a body of whole blocks, a scalar tail. It is the
+// only place that knows about the peel; kernels give it one scalar step and one
+// block step, written with the same operation so that a result never depends on
+// length or alignment.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kpl {
+inline namespace q5 {
+
+// Elements to run one at a time before `d` reaches a 16-byte boundary. A
+// destination that no whole number of elements can align (a 4-byte float on an
+// odd address) gets no peel: its stores are all unaligned.
+template <class T>
+inline size_t peel_count(const T* d, size_t n) {
+  const size_t misalign = reinterpret_cast<uintptr_t>(d) & 15;
+  if (misalign == 0 || misalign % sizeof(T) != 0) return 0;
+  const size_t peel = (16 - misalign) / sizeof(T);
+  return peel < n ? peel : n;
+}
+
+// Calls scalar(i) for the peel and the tail and block(i) for every run of
+// `Lanes` elements in between, with d + i on a 16-byte boundary when d allows it.
+template <size_t Lanes, class T, class Scalar, class Block>
+inline void for_blocks(const T* d, size_t n, Scalar&& scalar, Block&& block) {
+  size_t i = 0;
+  const size_t peel = peel_count(d, n);
+  for (; i < peel; ++i) scalar(i);
+  for (; i + Lanes <= n; i += Lanes) block(i);
+  for (; i < n; ++i) scalar(i);
+}
+
+// Element-wise map through an operation with `scalar(const S*, D*)` for one
+// element and `block(const S*, D*)` for Op::kLanes elements. In place when s == d.
+template <class Op, class S, class D>
+inline void map_elements(const S* s, D* d, size_t n) {
+  for_blocks<Op::kLanes>(
+      d, n, [&](size_t i) { Op::scalar(s + i, d + i); }, [&](size_t i) { Op::block(s + i, d + i); });
+}
+
+}  // namespace q5
+}  // namespace kpl
