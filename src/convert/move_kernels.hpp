@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "frame/entry.hpp"
+
 namespace kpl {
 inline namespace q5 {
 
@@ -22,6 +24,14 @@ extern template void fill_elements<2>(uint8_t*, const void*, size_t);
 extern template void fill_elements<4>(uint8_t*, const void*, size_t);
 extern template void fill_elements<8>(uint8_t*, const void*, size_t);
 extern template void fill_elements<16>(uint8_t*, const void*, size_t);
+
+// A typed Copy or Move: the checks, then the byte kernel on len * sizeof(T) bytes.
+template <void (*Kernel)(const uint8_t*, uint8_t*, size_t), class T>
+KplStatus bytewise(const T* src, T* dst, int len) {
+  if (KplStatus st = check_vector_args(len, src, dst)) return st;
+  Kernel(bytes_of(src), bytes_of(dst), static_cast<size_t>(len) * sizeof(T));
+  return kplStsOk;
+}
 
 }  // namespace q5
 }  // namespace kpl

@@ -13,9 +13,11 @@ inline namespace q5 {
 
 // Elements to run one at a time before `d` reaches a 16-byte boundary. A
 // destination that no whole number of elements can align (a 4-byte float on an
-// odd address) gets no peel: its stores are all unaligned.
+// odd address), or whose elements do not tile 16 bytes (3-byte samples), gets
+// no peel: its stores are all unaligned.
 template <class T>
 inline size_t peel_count(const T* d, size_t n) {
+  if constexpr (16 % sizeof(T) != 0) return 0;
   const size_t misalign = reinterpret_cast<uintptr_t>(d) & 15;
   if (misalign == 0 || misalign % sizeof(T) != 0) return 0;
   const size_t peel = (16 - misalign) / sizeof(T);

@@ -5,6 +5,8 @@
 
 #include <immintrin.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -28,6 +30,42 @@ inline T load_raw(const void* p) {
 template <class T>
 inline void store_raw(void* p, T v) {
   std::memcpy(p, &v, sizeof v);
+}
+
+// An element seen as W bytes with no alignment assumed: kernels that only move
+// bits work on the width, whatever the type.
+template <size_t W>
+struct Bytes {
+  uint8_t b[W];
+};
+
+template <size_t W, class T>
+inline const Bytes<W>* as_bytes(const T* p) {
+  return reinterpret_cast<const Bytes<W>*>(p);
+}
+template <size_t W, class T>
+inline Bytes<W>* as_bytes(T* p) {
+  return reinterpret_cast<Bytes<W>*>(p);
+}
+
+// The W-byte elements of a vector in reverse order, the bytes of each kept.
+template <size_t W>
+inline __m128i reverse_elements(__m128i v) {
+  static_assert(W == 1 || W == 2 || W == 4 || W == 8 || W == 16);
+  if constexpr (W == 16) {
+    return v;
+  } else if constexpr (W == 8) {
+    return _mm_shuffle_epi32(v, _MM_SHUFFLE(1, 0, 3, 2));
+  } else if constexpr (W == 4) {
+    return _mm_shuffle_epi32(v, _MM_SHUFFLE(0, 1, 2, 3));
+  } else {
+    constexpr auto pattern = [] {
+      std::array<uint8_t, 16> p{};
+      for (size_t j = 0; j < 16; ++j) p[j] = static_cast<uint8_t>((16 / W - 1 - j / W) * W + j % W);
+      return p;
+    }();
+    return _mm_shuffle_epi8(v, load_i(pattern.data()));
+  }
 }
 
 }  // namespace q5

@@ -27,6 +27,9 @@ TEST(LoopDriver, PeelReachesTheBoundaryOrIsSkipped) {
   struct C { float re, im; };
   EXPECT_EQ(peel_count(reinterpret_cast<C*>(buf + 1), 100), 0u);
   EXPECT_EQ(peel_count(reinterpret_cast<C*>(buf + 2), 100), 1u);
+  // 3-byte samples do not tile a vector: no peel at any address.
+  struct S24 { unsigned char b[3]; };
+  for (size_t k = 0; k < 16; ++k) EXPECT_EQ(peel_count(reinterpret_cast<S24*>(reinterpret_cast<char*>(buf) + k), 100), 0u);
 }
 
 TEST(LoopDriver, EveryElementOnceBlocksAligned) {

@@ -48,7 +48,9 @@ class Guarded {
   }
 
   std::vector<T> values() const { return std::vector<T>(data(), data() + len_); }
-  void assign(const T* src) { std::memcpy(static_cast<void*>(data()), src, len_ * sizeof(T)); }
+  void assign(const T* src) {
+    if (len_ != 0) std::memcpy(static_cast<void*>(data()), src, len_ * sizeof(T));
+  }
 
  private:
   size_t len_, lead_, total_;
