@@ -5,6 +5,7 @@
 // 32767); the float forms flip the sign bit of the imaginary part.
 #include <cstring>
 
+#include "frame/cache.hpp"
 #include "frame/entry.hpp"
 #include "frame/loop.hpp"
 #include "frame/saturate.hpp"
@@ -39,7 +40,7 @@ inline __m128i pick(__m128i a, __m128i b) {
 
 // The real parts of s into re and the imaginary parts into im; a null output (a
 // compile-time choice) is skipped. A block writes 32 bytes to each output.
-template <size_t P, bool Re, bool Im>
+template <size_t P, bool Re, bool Im, Store S = Store::kCached>
 void split(const Bytes<2 * P>* s, Bytes<P>* re, Bytes<P>* im, size_t n) {
   constexpr size_t kPerVector = 16 / P;  // parts in one output vector
   Bytes<P>* lead = Re ? re : im;
@@ -52,8 +53,8 @@ void split(const Bytes<2 * P>* s, Bytes<P>* re, Bytes<P>* im, size_t n) {
       [&](size_t i) {
         const uint8_t* in = s[i].b;
         const __m128i a = load_i(in), b = load_i(in + 16), c = load_i(in + 32), e = load_i(in + 48);
-        if constexpr (Re) store_i(re + i, pick<P, false>(a, b)), store_i(re + i + kPerVector, pick<P, false>(c, e));
-        if constexpr (Im) store_i(im + i, pick<P, true>(a, b)), store_i(im + i + kPerVector, pick<P, true>(c, e));
+        if constexpr (Re) store_i<S>(re + i, pick<P, false>(a, b)), store_i<S>(re + i + kPerVector, pick<P, false>(c, e));
+        if constexpr (Im) store_i<S>(im + i, pick<P, true>(a, b)), store_i<S>(im + i + kPerVector, pick<P, true>(c, e));
       });
 }
 
@@ -74,7 +75,7 @@ inline __m128i interleave_hi(__m128i re, __m128i im) {
 
 // Complex elements from a real and an imaginary vector; a missing source (a
 // compile-time choice) gives zero parts. A block writes 32 bytes.
-template <size_t P, bool Re, bool Im>
+template <size_t P, bool Re, bool Im, Store S = Store::kCached>
 void merge(const Bytes<P>* re, const Bytes<P>* im, Bytes<2 * P>* d, size_t n) {
   constexpr size_t kPerVector = 16 / P;  // parts in one input vector
   for_blocks<kPerVector>(
@@ -89,8 +90,8 @@ void merge(const Bytes<P>* re, const Bytes<P>* im, Bytes<2 * P>* d, size_t n) {
         __m128i r = _mm_setzero_si128(), m = _mm_setzero_si128();
         if constexpr (Re) r = load_i(re + i);
         if constexpr (Im) m = load_i(im + i);
-        store_i(d + i, interleave_lo<P>(r, m));
-        store_i(d + i + kPerVector / 2, interleave_hi<P>(r, m));
+        store_i<S>(d + i, interleave_lo<P>(r, m));
+        store_i<S>(d + i + kPerVector / 2, interleave_hi<P>(r, m));
       });
 }
 
@@ -148,11 +149,18 @@ void conj_flip(const Bytes<2 * P>* s, Bytes<2 * P>* d, size_t n) {
 
 // ---- Entries: checks, then the kernel for the part width ----
 
+// Real and Imag of long 64-bit vectors store around the cache.
+constexpr size_t kStreamRealElements = 0x2AAAA;
+
 template <class C, class R>
 KplStatus real(const C* src, R* dst, int len) {
   if (KplStatus st = check_vector_args(len, src, dst)) return st;
   constexpr size_t P = sizeof(R);
-  split<P, true, false>(as_bytes<2 * P>(src), as_bytes<P>(dst), nullptr, static_cast<size_t>(len));
+  const auto n = static_cast<size_t>(len);
+  const bool stream = P == 8 && n > kStreamRealElements && worth_streaming(n * P);
+  with_store_mode(stream, dst, n, [&](auto mode) {
+    split<P, true, false, mode()>(as_bytes<2 * P>(src), as_bytes<P>(dst), nullptr, n);
+  });
   return kplStsOk;
 }
 
@@ -160,7 +168,11 @@ template <class C, class R>
 KplStatus imag(const C* src, R* dst, int len) {
   if (KplStatus st = check_vector_args(len, src, dst)) return st;
   constexpr size_t P = sizeof(R);
-  split<P, false, true>(as_bytes<2 * P>(src), nullptr, as_bytes<P>(dst), static_cast<size_t>(len));
+  const auto n = static_cast<size_t>(len);
+  const bool stream = P == 8 && n > kStreamRealElements && worth_streaming(n * P);
+  with_store_mode(stream, dst, n, [&](auto mode) {
+    split<P, false, true, mode()>(as_bytes<2 * P>(src), nullptr, as_bytes<P>(dst), n);
+  });
   return kplStsOk;
 }
 
@@ -172,6 +184,10 @@ KplStatus cplx_to_real(const C* src, R* dst_re, R* dst_im, int len) {
   return kplStsOk;
 }
 
+// RealToCplx of long 64-bit vectors stores around the cache, counted in blocks
+// of 32 bytes of destination.
+constexpr size_t kStreamRealToCplxBlocks = 0x20000;
+
 // One of the two sources may be null and gives zero parts; both null is a null
 // pointer, tested with the destination before the length.
 template <class R, class C>
@@ -180,13 +196,17 @@ KplStatus real_to_cplx(const R* src_re, const R* src_im, C* dst, int len) {
   if (KplStatus st = check_vector_args(len, dst)) return st;
   constexpr size_t P = sizeof(R);
   const auto n = static_cast<size_t>(len);
-  if (!src_im) {
-    merge<P, true, false>(as_bytes<P>(src_re), nullptr, as_bytes<2 * P>(dst), n);
-  } else if (!src_re) {
-    merge<P, false, true>(nullptr, as_bytes<P>(src_im), as_bytes<2 * P>(dst), n);
-  } else {
-    merge<P, true, true>(as_bytes<P>(src_re), as_bytes<P>(src_im), as_bytes<2 * P>(dst), n);
-  }
+  const bool stream = P == 8 && n * 2 * P / 32 > kStreamRealToCplxBlocks && worth_streaming(n * 2 * P);
+  with_store_mode(stream, dst, n, [&](auto mode) {
+    constexpr Store S = mode();
+    if (!src_im) {
+      merge<P, true, false, S>(as_bytes<P>(src_re), nullptr, as_bytes<2 * P>(dst), n);
+    } else if (!src_re) {
+      merge<P, false, true, S>(nullptr, as_bytes<P>(src_im), as_bytes<2 * P>(dst), n);
+    } else {
+      merge<P, true, true, S>(as_bytes<P>(src_re), as_bytes<P>(src_im), as_bytes<2 * P>(dst), n);
+    }
+  });
   return kplStsOk;
 }
 

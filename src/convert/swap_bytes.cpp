@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+#include "frame/cache.hpp"
 #include "frame/entry.hpp"
 #include "frame/loop.hpp"
 #include "frame/simd.hpp"
@@ -79,7 +80,7 @@ inline void swap_unit(const Bytes<W>* s, Bytes<W>* d) {
   }
 }
 
-template <size_t W>
+template <size_t W, Store S = Store::kCached>
 void swap_units(const Bytes<W>* s, Bytes<W>* d, size_t n) {
   constexpr size_t kV = kVectors<W>;
   for_blocks<16 * kV / W>(
@@ -90,16 +91,22 @@ void swap_units(const Bytes<W>* s, Bytes<W>* d, size_t n) {
         __m128i v[kV];
         for (size_t m = 0; m < kV; ++m) v[m] = load_i(in + 16 * m);
         [&]<size_t... K>(std::index_sequence<K...>) {
-          (store_i(out + 16 * K, swapped_vector<W, K>(v)), ...);
+          (store_i<S>(out + 16 * K, swapped_vector<W, K>(v)), ...);
         }(std::make_index_sequence<kV>{});
       });
 }
 
+// Long out-of-place 24-bit swaps store around the cache; in place the lines have
+// just been read, so they stay cached.
+constexpr size_t kStreamSwap24Elements = 0x80000;
+
 template <class T>
 KplStatus swap_bytes(const T* src, T* dst, int len) {
   if (KplStatus st = check_vector_args(len, src, dst)) return st;
-  using U = Bytes<sizeof(T)>;
-  swap_units(reinterpret_cast<const U*>(src), reinterpret_cast<U*>(dst), static_cast<size_t>(len));
+  constexpr size_t W = sizeof(T);
+  const auto n = static_cast<size_t>(len);
+  const bool stream = W == 3 && src != dst && n > kStreamSwap24Elements && worth_streaming(n * W);
+  with_store_mode(stream, dst, n, [&](auto mode) { swap_units<W, mode()>(as_bytes<W>(src), as_bytes<W>(dst), n); });
   return kplStsOk;
 }
 

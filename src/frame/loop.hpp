@@ -5,8 +5,13 @@
 // length or alignment.
 #pragma once
 
+#include <immintrin.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
+
+#include "frame/simd.hpp"
 
 namespace kpl {
 inline namespace q5 {
@@ -33,6 +38,25 @@ inline void for_blocks(const T* d, size_t n, Scalar&& scalar, Block&& block) {
   for (; i < peel; ++i) scalar(i);
   for (; i + Lanes <= n; i += Lanes) block(i);
   for (; i < n; ++i) scalar(i);
+}
+
+// Whether the blocks that for_blocks hands out for `d` start on 16-byte boundaries.
+template <class T>
+inline bool blocks_aligned(const T* d, size_t n) {
+  return (reinterpret_cast<uintptr_t>(d + peel_count(d, n)) & 15) == 0;
+}
+
+// Calls body(mode) with mode a Store constant: kStream when the caller wants the
+// stores to bypass the cache and the blocks for `d` are aligned (then a fence
+// follows), kCached otherwise.
+template <class T, class Body>
+inline void with_store_mode(bool stream, const T* d, size_t n, Body&& body) {
+  if (stream && blocks_aligned(d, n)) {
+    body(std::integral_constant<Store, Store::kStream>{});
+    _mm_sfence();
+  } else {
+    body(std::integral_constant<Store, Store::kCached>{});
+  }
 }
 
 // Element-wise map through an operation with `scalar(const S*, D*)` for one

@@ -14,7 +14,19 @@ namespace kpl {
 inline namespace q5 {
 
 inline __m128i load_i(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
-inline void store_i(void* p, __m128i v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
+// How a kernel's body stores: through the cache, or around it for vectors much
+// larger than the cache (then the destination must be 16-byte aligned, and the
+// kernel ends with a store fence).
+enum class Store { kCached, kStream };
+
+template <Store S = Store::kCached>
+inline void store_i(void* p, __m128i v) {
+  if constexpr (S == Store::kStream) {
+    _mm_stream_si128(static_cast<__m128i*>(p), v);
+  } else {
+    _mm_storeu_si128(static_cast<__m128i*>(p), v);
+  }
+}
 inline __m128 load_f(const void* p) { return _mm_loadu_ps(static_cast<const float*>(p)); }
 inline void store_f(void* p, __m128 v) { _mm_storeu_ps(static_cast<float*>(p), v); }
 inline __m128d load_d(const void* p) { return _mm_loadu_pd(static_cast<const double*>(p)); }
