@@ -214,7 +214,7 @@ template <class C>
 KplStatus conj(const C* src, C* dst, int len) {
   if (KplStatus st = check_vector_args(len, src, dst)) return st;
   constexpr size_t W = sizeof(C);
-  map_elements<ConjOp<W / 2>>(as_bytes<W>(src), as_bytes<W>(dst), static_cast<size_t>(len));
+  map_elements(ConjOp<W / 2>{}, as_bytes<W>(src), as_bytes<W>(dst), static_cast<size_t>(len));
   return kplStsOk;
 }
 

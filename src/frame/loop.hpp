@@ -59,12 +59,19 @@ inline void with_store_mode(bool stream, const T* d, size_t n, Body&& body) {
   }
 }
 
-// Element-wise map through an operation with `scalar(const S*, D*)` for one
-// element and `block(const S*, D*)` for Op::kLanes elements. In place when s == d.
+// Element-wise maps through an operation object: op.scalar(...) for one element
+// and op.block(...) for Op::kLanes elements, given the element pointers. A
+// constant or a per-call setting lives in the object. In place when a source is d.
 template <class Op, class S, class D>
-inline void map_elements(const S* s, D* d, size_t n) {
+inline void map_elements(const Op& op, const S* s, D* d, size_t n) {
   for_blocks<Op::kLanes>(
-      d, n, [&](size_t i) { Op::scalar(s + i, d + i); }, [&](size_t i) { Op::block(s + i, d + i); });
+      d, n, [&](size_t i) { op.scalar(s + i, d + i); }, [&](size_t i) { op.block(s + i, d + i); });
+}
+
+template <class Op, class A, class B, class D>
+inline void map_elements(const Op& op, const A* a, const B* b, D* d, size_t n) {
+  for_blocks<Op::kLanes>(
+      d, n, [&](size_t i) { op.scalar(a + i, b + i, d + i); }, [&](size_t i) { op.block(a + i, b + i, d + i); });
 }
 
 }  // namespace q5
