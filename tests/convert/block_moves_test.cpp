@@ -113,11 +113,7 @@ TYPED_TEST(BlockMoves, BadArgumentsWriteNothing) {
   expect_rejected(Moves<T>::zero, "Zero");
   Guarded<T> dst(8);
   const auto snap = dst.snapshot();
-  const T val = random_value<T>(3);
-  EXPECT_EQ(Moves<T>::set(val, nullptr, 8), kplStsNullPointer);
-  EXPECT_EQ(Moves<T>::set(val, nullptr, 0), kplStsNullPointer);
-  EXPECT_EQ(Moves<T>::set(val, dst.data(), 0), kplStsBadSize);
-  EXPECT_EQ(Moves<T>::set(val, dst.data(), INT32_MIN), kplStsBadSize);
+  expect_checks<2>(Moves<T>::set, std::make_tuple(random_value<T>(3), dst.data(), 8), "Set");
   EXPECT_TRUE(dst.unchanged_since(snap));
 }
 

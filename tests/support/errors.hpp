@@ -4,6 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
 #include "kpltypes.h"
 #include "support/guarded.hpp"
 #include "support/values.hpp"
@@ -38,4 +44,43 @@ void expect_rejected(KplStatus (*f)(T*, int), const char* name) {
   EXPECT_EQ(f(v.data(), -1), kplStsBadSize) << name;
   EXPECT_TRUE(v.unchanged_since(v0)) << name;
 }
+// The order of checks of any function, from one good call: each pointer argument
+// set to null in turn gives kplStsNullPointer; the length argument (at LenIndex)
+// set to 0, -1 and INT_MIN gives kplStsBadSize (only 0 when the length is
+// unsigned); and a null pointer with a bad length gives kplStsNullPointer, or
+// kplStsBadSize where the function tests its length first. The caller checks with
+// snapshots that nothing was written.
+enum class LenCheck { kAfterPointers, kFirst };
+
+template <size_t LenIndex, LenCheck Order = LenCheck::kAfterPointers, class... A>
+void expect_checks(KplStatus (*f)(A...), std::tuple<A...> good, const char* name) {
+  using Args = std::tuple<A...>;
+  using Len = std::tuple_element_t<LenIndex, Args>;
+  auto call = [&](auto change) {
+    Args t = good;
+    change(t);
+    return std::apply(f, t);
+  };
+  [&]<size_t... I>(std::index_sequence<I...>) {
+    (
+        [&] {
+          if constexpr (std::is_pointer_v<std::tuple_element_t<I, Args>>) {
+            EXPECT_EQ(call([](Args& t) { std::get<I>(t) = nullptr; }), kplStsNullPointer)
+                << name << ": argument " << I << " null";
+            EXPECT_EQ(call([](Args& t) { std::get<I>(t) = nullptr, std::get<LenIndex>(t) = Len{0}; }),
+                      Order == LenCheck::kFirst ? kplStsBadSize : kplStsNullPointer)
+                << name << ": argument " << I << " null with a zero length";
+          }
+        }(),
+        ...);
+  }(std::index_sequence_for<A...>{});
+  std::vector<long long> bad = {0};
+  if constexpr (std::is_signed_v<Len>) bad = {0, -1, INT_MIN};
+  for (long long b : bad) {
+    Args t = good;
+    std::get<LenIndex>(t) = static_cast<Len>(b);
+    EXPECT_EQ(std::apply(f, t), kplStsBadSize) << name << ": length " << b;
+  }
+}
+
 }  // namespace kpltest
