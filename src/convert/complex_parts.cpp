@@ -152,26 +152,16 @@ void conj_flip(const Bytes<2 * P>* s, Bytes<2 * P>* d, size_t n) {
 // Real and Imag of long 64-bit vectors store around the cache.
 constexpr size_t kStreamRealElements = 0x2AAAA;
 
-template <class C, class R>
-KplStatus real(const C* src, R* dst, int len) {
+// One part of every element: the real one, or with Imag the imaginary one.
+template <bool Imag, class C, class R>
+KplStatus one_part(const C* src, R* dst, int len) {
   if (KplStatus st = check_vector_args(len, src, dst)) return st;
   constexpr size_t P = sizeof(R);
   const auto n = static_cast<size_t>(len);
   const bool stream = P == 8 && n > kStreamRealElements && worth_streaming(n * P);
   with_store_mode(stream, dst, n, [&](auto mode) {
-    split<P, true, false, mode()>(as_bytes<2 * P>(src), as_bytes<P>(dst), nullptr, n);
-  });
-  return kplStsOk;
-}
-
-template <class C, class R>
-KplStatus imag(const C* src, R* dst, int len) {
-  if (KplStatus st = check_vector_args(len, src, dst)) return st;
-  constexpr size_t P = sizeof(R);
-  const auto n = static_cast<size_t>(len);
-  const bool stream = P == 8 && n > kStreamRealElements && worth_streaming(n * P);
-  with_store_mode(stream, dst, n, [&](auto mode) {
-    split<P, false, true, mode()>(as_bytes<2 * P>(src), nullptr, as_bytes<P>(dst), n);
+    Bytes<P>* out = as_bytes<P>(dst);
+    split<P, !Imag, Imag, mode()>(as_bytes<2 * P>(src), Imag ? nullptr : out, Imag ? out : nullptr, n);
   });
   return kplStsOk;
 }
@@ -233,12 +223,12 @@ KplStatus conj_flip_entry(const C* src, C* dst, int len) {
 
 }  // namespace
 
-KplStatus KPL_IMPL(kplsReal_16sc)(const Kpl16sc* pSrc, Kpl16s* pDst, int len) { return real(pSrc, pDst, len); }
-KplStatus KPL_IMPL(kplsReal_32fc)(const Kpl32fc* pSrc, Kpl32f* pDst, int len) { return real(pSrc, pDst, len); }
-KplStatus KPL_IMPL(kplsReal_64fc)(const Kpl64fc* pSrc, Kpl64f* pDst, int len) { return real(pSrc, pDst, len); }
-KplStatus KPL_IMPL(kplsImag_16sc)(const Kpl16sc* pSrc, Kpl16s* pDst, int len) { return imag(pSrc, pDst, len); }
-KplStatus KPL_IMPL(kplsImag_32fc)(const Kpl32fc* pSrc, Kpl32f* pDst, int len) { return imag(pSrc, pDst, len); }
-KplStatus KPL_IMPL(kplsImag_64fc)(const Kpl64fc* pSrc, Kpl64f* pDst, int len) { return imag(pSrc, pDst, len); }
+KplStatus KPL_IMPL(kplsReal_16sc)(const Kpl16sc* pSrc, Kpl16s* pDst, int len) { return one_part<false>(pSrc, pDst, len); }
+KplStatus KPL_IMPL(kplsReal_32fc)(const Kpl32fc* pSrc, Kpl32f* pDst, int len) { return one_part<false>(pSrc, pDst, len); }
+KplStatus KPL_IMPL(kplsReal_64fc)(const Kpl64fc* pSrc, Kpl64f* pDst, int len) { return one_part<false>(pSrc, pDst, len); }
+KplStatus KPL_IMPL(kplsImag_16sc)(const Kpl16sc* pSrc, Kpl16s* pDst, int len) { return one_part<true>(pSrc, pDst, len); }
+KplStatus KPL_IMPL(kplsImag_32fc)(const Kpl32fc* pSrc, Kpl32f* pDst, int len) { return one_part<true>(pSrc, pDst, len); }
+KplStatus KPL_IMPL(kplsImag_64fc)(const Kpl64fc* pSrc, Kpl64f* pDst, int len) { return one_part<true>(pSrc, pDst, len); }
 KplStatus KPL_IMPL(kplsCplxToReal_16sc)(const Kpl16sc* pSrc, Kpl16s* pDstRe, Kpl16s* pDstIm, int len) {
   return cplx_to_real(pSrc, pDstRe, pDstIm, len);
 }
