@@ -4,10 +4,13 @@
 // last takes the rest), runs the plain kernel on each slice, and counts the
 // slices whose kernel flagged something. Neither the kernel nor the caller knows
 // about threads, and since every kernel adapts to its own start address the
-// slicing never changes a result.
+// slicing never changes a result. Each worker runs under the caller's SIMD
+// rounding and denormal control, so a kernel that converts "with the current
+// rounding" gives on every slice what it gives on the calling thread.
 #pragma once
 
 #include <omp.h>
+#include <xmmintrin.h>
 
 #include <cstddef>
 
@@ -29,6 +32,10 @@ int parallel_slices(size_t len, TeamCap cap, Kernel&& kernel) {
   if (available < 2 || len < static_cast<size_t>(available)) return kernel(size_t{0}, len) ? 1 : 0;
   const int request = cap == TeamCap::kTwo ? 2 : available;
 
+  // Rounding (bits 13-14), flush-to-zero (15) and denormals-are-zero (6).
+  constexpr unsigned kControlBits = 0xE040u;
+  const unsigned caller_control = _mm_getcsr() & kControlBits;
+
   int flagged = 0;
   int team = 1;
   size_t chunk = len, rest = 0;
@@ -46,7 +53,11 @@ int parallel_slices(size_t len, TeamCap cap, Kernel&& kernel) {
     const int i = omp_get_thread_num();
     const size_t begin = static_cast<size_t>(i) * chunk;
     const size_t count = chunk + (i == team - 1 ? rest : 0);
-    if (kernel(begin, count)) {
+    const unsigned own = _mm_getcsr();
+    _mm_setcsr((own & ~kControlBits) | caller_control);
+    const bool slice_flagged = kernel(begin, count);
+    _mm_setcsr((_mm_getcsr() & ~kControlBits) | (own & kControlBits));
+    if (slice_flagged) {
 #pragma omp atomic
       ++flagged;
     }

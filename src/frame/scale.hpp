@@ -96,7 +96,9 @@ constexpr T scale_exact(__int128 x, int s, int mode = 1) {
 class RoundShift32 {
  public:
   explicit RoundShift32(int s)
-      : count_(_mm_cvtsi32_si128(s)), bias_(_mm_set1_epi32((1 << (s - 1)) - 1)), one_(_mm_set1_epi32(1)) {}
+      : count_(_mm_cvtsi32_si128(s)),
+        bias_(_mm_set1_epi32(static_cast<int>((1u << (s - 1)) - 1u))),  // s from 1 to 32
+        one_(_mm_set1_epi32(1)) {}
   // Signed lanes; x + 2^(s-1) must not overflow.
   __m128i signed_lanes(__m128i x) const {
     const __m128i odd = _mm_and_si128(_mm_sra_epi32(x, count_), one_);

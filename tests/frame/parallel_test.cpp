@@ -104,3 +104,17 @@ TEST(ParallelFrame, InsideACallersRegionTheTeamOfOneTakesItAll) {
   EXPECT_EQ(counts[0], 5000u);
   EXPECT_EQ(counts[1], 5000u);
 }
+
+TEST(ParallelFrame, WorkersRunUnderTheCallersRoundingControl) {
+  ThreadCount two(2);
+  const unsigned saved = _mm_getcsr();
+  _mm_setcsr((saved & ~0x6000u) | 0x2000u);  // toward minus infinity
+  std::vector<int> seen(2, -1);
+  parallel_slices(1000, TeamCap::kTwo, [&](size_t begin, size_t) {
+    seen[begin == 0 ? 0 : 1] = _mm_cvtss_si32(_mm_set_ss(2.7f));  // 3 to nearest
+    return false;
+  });
+  _mm_setcsr(saved);
+  EXPECT_EQ(seen[0], 2);
+  EXPECT_EQ(seen[1], 2);
+}
