@@ -4,7 +4,6 @@
 // for 16sc, extended precision for 64s), each checked against the exact quotient;
 // the floating forms against the product by the reciprocal; the short circuits,
 // the zero constant and the order of checks.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -20,32 +19,14 @@
 #include "support/errors.hpp"
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
+#include "support/threads.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
 
 namespace {
 
-class Threads {
- public:
-  explicit Threads(int n) {
-    set_ = reinterpret_cast<void (*)(int)>(dlsym(RTLD_DEFAULT, "omp_set_num_threads"));
-    auto get = reinterpret_cast<int (*)()>(dlsym(RTLD_DEFAULT, "omp_get_max_threads"));
-    if (set_ == nullptr || get == nullptr) {
-      ADD_FAILURE() << "the OpenMP runtime is not loaded";
-      return;
-    }
-    saved_ = get();
-    set_(n);
-  }
-  ~Threads() {
-    if (set_ != nullptr) set_(saved_);
-  }
-
- private:
-  void (*set_)(int) = nullptr;
-  int saved_ = 1;
-};
+using Threads = ThreadCount;
 
 template <class D>
 D clamp_to(long double x) {

@@ -4,7 +4,6 @@
 // form for the kernels that do not, each checked against the true quotient), the
 // scale factor from -40 to 40, the threaded paths at 1, 2 and 8 threads, the
 // documented edge cases as small tables, and the order of checks.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <immintrin.h>
 
@@ -20,34 +19,14 @@
 #include "support/errors.hpp"
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
+#include "support/threads.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
 
 namespace {
 
-// ---------------------------------------------------------------------------
-// Thread count for a scope, through the OpenMP runtime the library loaded.
-class Threads {
- public:
-  explicit Threads(int n) {
-    set_ = reinterpret_cast<void (*)(int)>(dlsym(RTLD_DEFAULT, "omp_set_num_threads"));
-    auto get = reinterpret_cast<int (*)()>(dlsym(RTLD_DEFAULT, "omp_get_max_threads"));
-    if (set_ == nullptr || get == nullptr) {
-      ADD_FAILURE() << "the OpenMP runtime is not loaded";
-      return;
-    }
-    saved_ = get();
-    set_(n);
-  }
-  ~Threads() {
-    if (set_ != nullptr) set_(saved_);
-  }
-
- private:
-  void (*set_)(int) = nullptr;
-  int saved_ = 1;
-};
+using Threads = ThreadCount;
 
 // ---------------------------------------------------------------------------
 // Floating references.

@@ -8,6 +8,9 @@
 #include <vector>
 
 #include "frame/parallel.hpp"
+#include "support/threads.hpp"
+
+using kpltest::ThreadCount;
 
 using namespace kpl;
 
@@ -31,15 +34,6 @@ std::vector<Slice> run(size_t len, TeamCap cap, size_t flag_at, int& flags) {
   std::sort(slices.begin(), slices.end(), [](const Slice& a, const Slice& b) { return a.begin < b.begin; });
   return slices;
 }
-
-class ThreadCount {
- public:
-  explicit ThreadCount(int n) : saved_(omp_get_max_threads()) { omp_set_num_threads(n); }
-  ~ThreadCount() { omp_set_num_threads(saved_); }
-
- private:
-  int saved_;
-};
 
 }  // namespace
 
