@@ -4,6 +4,7 @@
 // test their own pointers; a shortcut returns the status of the block move it
 // calls, which tests what it receives.
 #include "frame/cache.hpp"
+#include "convert/move_kernels.hpp"
 #include "frame/entry.hpp"
 #include "frame/loop.hpp"
 #include "frame/simd.hpp"
@@ -93,23 +94,11 @@ void with_constant_kernel(const T* s, T c, T* d, size_t n) {
                   [&](auto mode) { map_elements(WithConstant<Op, T, mode()>(c), s, d, n); });
 }
 
-// The block moves a shortcut hands over to, by element width.
-KplStatus zero(Kpl8u* d, int len) { return KPL_IMPL(kplsZero_8u)(d, len); }
-KplStatus zero(Kpl16u* d, int len) { return KPL_IMPL(kplsZero_16s)(reinterpret_cast<Kpl16s*>(d), len); }
-KplStatus zero(Kpl32u* d, int len) { return KPL_IMPL(kplsZero_32s)(reinterpret_cast<Kpl32s*>(d), len); }
-KplStatus copy(const Kpl8u* s, Kpl8u* d, int len) { return KPL_IMPL(kplsCopy_8u)(s, d, len); }
-KplStatus copy(const Kpl16u* s, Kpl16u* d, int len) {
-  return KPL_IMPL(kplsCopy_16s)(reinterpret_cast<const Kpl16s*>(s), reinterpret_cast<Kpl16s*>(d), len);
-}
-KplStatus copy(const Kpl32u* s, Kpl32u* d, int len) {
-  return KPL_IMPL(kplsCopy_32s)(reinterpret_cast<const Kpl32s*>(s), reinterpret_cast<Kpl32s*>(d), len);
-}
-
 // AndC with 0 is a zero fill: the source is tested here, the destination and the
 // length by the fill.
 template <class T>
 KplStatus and_c(const T* s, T val, T* d, int len) {
-  if (val == 0) return s ? zero(d, len) : kplStsNullPointer;
+  if (val == 0) return s ? zero_entry(d, len) : kplStsNullPointer;
   if (KplStatus st = check_vector_args(len, s, d)) return st;
   with_constant_kernel<AndOp>(s, val, d, static_cast<size_t>(len));
   return kplStsOk;
@@ -118,7 +107,7 @@ KplStatus and_c(const T* s, T val, T* d, int len) {
 // In place, the zero fill comes before any test of its own.
 template <class T>
 KplStatus and_c_in_place(T val, T* sd, int len) {
-  if (val == 0) return zero(sd, len);
+  if (val == 0) return zero_entry(sd, len);
   if (KplStatus st = check_vector_args(len, sd)) return st;
   with_constant_kernel<AndOp>(sd, val, sd, static_cast<size_t>(len));
   return kplStsOk;
@@ -127,7 +116,7 @@ KplStatus and_c_in_place(T val, T* sd, int len) {
 // OrC and XorC with 0 are a copy, which makes every test itself.
 template <class Op, class T>
 KplStatus or_xor_c(const T* s, T val, T* d, int len) {
-  if (val == 0) return copy(s, d, len);
+  if (val == 0) return copy_entry(s, d, len);
   if (KplStatus st = check_vector_args(len, s, d)) return st;
   with_constant_kernel<Op>(s, val, d, static_cast<size_t>(len));
   return kplStsOk;

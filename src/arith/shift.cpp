@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "frame/cache.hpp"
+#include "convert/move_kernels.hpp"
 #include "frame/entry.hpp"
 #include "frame/loop.hpp"
 #include "frame/simd.hpp"
@@ -80,17 +81,6 @@ void shift_kernel(const Op& op, const T* s, T* d, size_t n) {
   with_store_mode(stream, d, n, [&](auto mode) { map_elements(EachElement<Op, T, mode()>{op}, s, d, n); });
 }
 
-// The block moves a shortcut hands over to, by element width.
-KplStatus zero(Kpl8u* d, int len) { return KPL_IMPL(kplsZero_8u)(d, len); }
-KplStatus zero(Kpl16u* d, int len) { return KPL_IMPL(kplsZero_16s)(reinterpret_cast<Kpl16s*>(d), len); }
-KplStatus zero(Kpl32s* d, int len) { return KPL_IMPL(kplsZero_32s)(d, len); }
-KplStatus copy(const Kpl8u* s, Kpl8u* d, int len) { return KPL_IMPL(kplsCopy_8u)(s, d, len); }
-KplStatus copy(const Kpl16u* s, Kpl16u* d, int len) {
-  return KPL_IMPL(kplsCopy_16s)(reinterpret_cast<const Kpl16s*>(s), reinterpret_cast<Kpl16s*>(d), len);
-}
-KplStatus copy(const Kpl16s* s, Kpl16s* d, int len) { return KPL_IMPL(kplsCopy_16s)(s, d, len); }
-KplStatus copy(const Kpl32s* s, Kpl32s* d, int len) { return KPL_IMPL(kplsCopy_32s)(s, d, len); }
-
 // ---- Entries: shortcuts, checks, then the kernel ----
 
 // Out of place, every shift whose large counts zero the elements: a zero count
@@ -98,8 +88,8 @@ KplStatus copy(const Kpl32s* s, Kpl32s* d, int len) { return KPL_IMPL(kplsCopy_3
 // pointers; the fill is preceded by a test of the source, which it never reads.
 template <template <class> class Op, class T>
 KplStatus shift_fill(const T* s, int val, T* d, int len) {
-  if (val == 0) return copy(s, d, len);
-  if (val >= kWidth<T>) return s ? zero(d, len) : kplStsNullPointer;
+  if (val == 0) return copy_entry(s, d, len);
+  if (val >= kWidth<T>) return s ? zero_entry(d, len) : kplStsNullPointer;
   if (KplStatus st = check_vector_args(len, s, d)) return st;
   if (val < 0) return kplStsBadShift;
   shift_kernel(Op<T>(val), s, d, static_cast<size_t>(len));
@@ -110,7 +100,7 @@ KplStatus shift_fill(const T* s, int val, T* d, int len) {
 // a zero count returns after the tests.
 template <template <class> class Op, class T>
 KplStatus shift_fill_in_place(int val, T* sd, int len) {
-  if (val > kWidth<T> - 1) return zero(sd, len);
+  if (val > kWidth<T> - 1) return zero_entry(sd, len);
   if (KplStatus st = check_vector_args(len, sd)) return st;
   if (val < 0) return kplStsBadShift;
   if (val == 0) return kplStsOk;
@@ -122,7 +112,7 @@ KplStatus shift_fill_in_place(int val, T* sd, int len) {
 // count runs the kernel, the large ones giving the sign fill.
 template <class T>
 KplStatus arithmetic_shift(const T* s, int val, T* d, int len) {
-  if (val == 0) return copy(s, d, len);
+  if (val == 0) return copy_entry(s, d, len);
   if (KplStatus st = check_vector_args(len, s, d)) return st;
   if (val < 0) return kplStsBadShift;
   shift_kernel(RShiftOp<T>(val), s, d, static_cast<size_t>(len));

@@ -33,5 +33,23 @@ KplStatus bytewise(const T* src, T* dst, int len) {
   return kplStsOk;
 }
 
+// The Zero and Copy entries that a shortcut hands over to, chosen by element
+// width: a 16-bit vector of any type goes through the 16s form, and so on. Their
+// own checks then decide the status.
+template <class T>
+KplStatus zero_entry(T* d, int len) {
+  if constexpr (sizeof(T) == 1) return KPL_IMPL(kplsZero_8u)(reinterpret_cast<Kpl8u*>(d), len);
+  if constexpr (sizeof(T) == 2) return KPL_IMPL(kplsZero_16s)(reinterpret_cast<Kpl16s*>(d), len);
+  if constexpr (sizeof(T) == 4) return KPL_IMPL(kplsZero_32s)(reinterpret_cast<Kpl32s*>(d), len);
+  if constexpr (sizeof(T) == 8) return KPL_IMPL(kplsZero_64s)(reinterpret_cast<Kpl64s*>(d), len);
+}
+template <class T>
+KplStatus copy_entry(const T* s, T* d, int len) {
+  if constexpr (sizeof(T) == 1) return KPL_IMPL(kplsCopy_8u)(reinterpret_cast<const Kpl8u*>(s), reinterpret_cast<Kpl8u*>(d), len);
+  if constexpr (sizeof(T) == 2) return KPL_IMPL(kplsCopy_16s)(reinterpret_cast<const Kpl16s*>(s), reinterpret_cast<Kpl16s*>(d), len);
+  if constexpr (sizeof(T) == 4) return KPL_IMPL(kplsCopy_32s)(reinterpret_cast<const Kpl32s*>(s), reinterpret_cast<Kpl32s*>(d), len);
+  if constexpr (sizeof(T) == 8) return KPL_IMPL(kplsCopy_64s)(reinterpret_cast<const Kpl64s*>(s), reinterpret_cast<Kpl64s*>(d), len);
+}
+
 }  // namespace q5
 }  // namespace kpl
