@@ -44,21 +44,9 @@ void BM_AddC_8u_Sfs_plain(benchmark::State& state) { run_add_c_8u<true>(state, 1
 void BM_AddC_8u_Sfs_scale0(benchmark::State& state) { run_add_c_8u<false>(state, 0); }
 void BM_AddC_8u_Sfs_scale0_plain(benchmark::State& state) { run_add_c_8u<true>(state, 0); }
 
-// memcpy of the same traffic (n bytes read, n written), for the memory-bound size.
-void BM_AddC_8u_Sfs_memcpy(benchmark::State& state) {
-  const auto n = static_cast<size_t>(state.range(0));
-  Scratch src(n), dst(n);
-  for (auto _ : state) {
-    std::memcpy(dst.p, src.p, n);
-    benchmark::ClobberMemory();
-  }
-  kplbench::set_traffic(state, 2 * n);
-}
-
 }  // namespace
 
 BENCHMARK(BM_AddC_8u_Sfs)->Apply(kplbench::operand_sizes);
 BENCHMARK(BM_AddC_8u_Sfs_plain)->Apply(kplbench::operand_sizes);
 BENCHMARK(BM_AddC_8u_Sfs_scale0)->Apply(kplbench::operand_sizes);
 BENCHMARK(BM_AddC_8u_Sfs_scale0_plain)->Apply(kplbench::operand_sizes);
-BENCHMARK(BM_AddC_8u_Sfs_memcpy)->Apply(kplbench::operand_sizes);

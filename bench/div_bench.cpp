@@ -2,7 +2,7 @@
 // computes the same quotients, at 4 Ki (L1), 64 Ki (L2) and 4 Mi (memory)
 // elements. Traffic is every byte read plus every byte written.
 #include <benchmark/benchmark.h>
-#include <dlfcn.h>
+#include <omp.h>
 
 #include <algorithm>
 #include <cmath>
@@ -15,22 +15,14 @@ namespace {
 
 constexpr int64_t kElements[] = {4 << 10, 64 << 10, 4 << 20};
 
-// The thread count of the OpenMP runtime that the library loaded, for a scope.
+// The thread count for a scope.
 class Threads {
  public:
-  explicit Threads(int n)
-      : set_(reinterpret_cast<void (*)(int)>(dlsym(RTLD_DEFAULT, "omp_set_num_threads"))),
-        get_(reinterpret_cast<int (*)()>(dlsym(RTLD_DEFAULT, "omp_get_max_threads"))) {
-    if (set_ != nullptr && get_ != nullptr) saved_ = get_(), set_(n);
-  }
-  ~Threads() {
-    if (set_ != nullptr && get_ != nullptr) set_(saved_);
-  }
+  explicit Threads(int n) : saved_(omp_get_max_threads()) { omp_set_num_threads(n); }
+  ~Threads() { omp_set_num_threads(saved_); }
 
  private:
-  void (*set_)(int);
-  int (*get_)();
-  int saved_ = 1;
+  int saved_;
 };
 
 void sizes_and_threads(benchmark::internal::Benchmark* b) {

@@ -1,6 +1,6 @@
 // Mul_32fc, MulC_32f and Mul_16s_Sfs beside the plain C++ loops that compute the
-// same results, at 1 KiB, 256 KiB and 64 MiB per operand; memcpy of the same
-// traffic gives the ceiling in memory.
+// same results, at 1 KiB, 256 KiB and 64 MiB per operand; BM_memcpy_traffic
+// gives the ceiling in memory.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -99,26 +99,11 @@ void BM_Mul_16s_Sfs_plain(benchmark::State& state) {
   set_traffic(state, 3 * bytes);
 }
 
-// The ceiling in memory: memcpy moving the same bytes per iteration (two streams
-// of traffic per copied byte).
-template <int Streams>
-void BM_Mul_memcpy_traffic(benchmark::State& state) {
-  const size_t bytes = static_cast<size_t>(state.range(0)) * Streams / 2;
-  Scratch s(bytes), d(bytes);
-  for (auto _ : state) {
-    std::memcpy(d.p, s.p, bytes);
-    benchmark::ClobberMemory();
-  }
-  set_traffic(state, 2 * bytes);
-}
-
 BENCHMARK(BM_Mul_32fc)->Apply(kplbench::operand_sizes);
 BENCHMARK(BM_Mul_32fc_plain)->Apply(kplbench::operand_sizes);
 BENCHMARK(BM_MulC_32f)->Apply(kplbench::operand_sizes);
 BENCHMARK(BM_MulC_32f_plain)->Apply(kplbench::operand_sizes);
 BENCHMARK(BM_Mul_16s_Sfs)->Apply(kplbench::operand_sizes);
 BENCHMARK(BM_Mul_16s_Sfs_plain)->Apply(kplbench::operand_sizes);
-BENCHMARK(BM_Mul_memcpy_traffic<3>)->Arg(int64_t{64} << 20);
-BENCHMARK(BM_Mul_memcpy_traffic<2>)->Arg(int64_t{64} << 20);
 
 }  // namespace
