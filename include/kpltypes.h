@@ -115,7 +115,22 @@ enum { kplAlgHintNone = 0, kplAlgHintFast = 1, kplAlgHintAccurate = 2 };
 typedef Kpl32s KplCmpOp;
 enum { kplCmpLess = 0, kplCmpGreater = 4 };
 
-/* ---- FFT flags --------------------------------------------------------- */
+/* ---- FFT plans and flags ------------------------------------------------ */
+/* Plans are opaque records built by the FFTInit functions. */
+typedef struct KplsFFTSpec_C_16sc KplsFFTSpec_C_16sc;
+typedef struct KplsFFTSpec_C_16s KplsFFTSpec_C_16s;
+typedef struct KplsFFTSpec_R_16s KplsFFTSpec_R_16s;
+typedef struct KplsFFTSpec_C_32fc KplsFFTSpec_C_32fc;
+typedef struct KplsFFTSpec_C_32f KplsFFTSpec_C_32f;
+typedef struct KplsFFTSpec_R_32f KplsFFTSpec_R_32f;
+typedef struct KplsFFTSpec_C_64fc KplsFFTSpec_C_64fc;
+typedef struct KplsFFTSpec_C_64f KplsFFTSpec_C_64f;
+typedef struct KplsFFTSpec_R_64f KplsFFTSpec_R_64f;
+typedef struct KplsFFTSpec_C_32sc KplsFFTSpec_C_32sc;
+typedef struct KplsFFTSpec_C_32s KplsFFTSpec_C_32s;
+typedef struct KplsFFTSpec_R_32s KplsFFTSpec_R_32s;
+typedef struct KplsFFTSpec_R_16s32s KplsFFTSpec_R_16s32s;
+
 /* Forward transforms use exp(-2 pi i nk/N), inverse ones exp(+2 pi i nk/N). */
 #define KPL_FFT_DIV_FWD_BY_N 1
 #define KPL_FFT_DIV_INV_BY_N 2
