@@ -1,5 +1,6 @@
 /* A first look at kpls: the version record, aligned memory and a few calls with
-   their statuses, through nothing but the public C interface. */
+   their statuses (moves, statistics, a real FFT, a conversion), through nothing
+   but the public C interface. */
 #include <stdio.h>
 
 #include "kpls.h"
@@ -9,11 +10,12 @@ static const char* status_name(KplStatus st) {
     case kplStsOk: return "kplStsOk";
     case kplStsNullPointer: return "kplStsNullPointer";
     case kplStsBadSize: return "kplStsBadSize";
+    case kplStsBadContext: return "kplStsBadContext";
     default: return "other";
   }
 }
 
-static void show(const char* call, KplStatus st) { printf("  %-44s -> %4d %s\n", call, st, status_name(st)); }
+static void show(const char* call, KplStatus st) { printf("  %-52s -> %4d %s\n", call, st, status_name(st)); }
 
 int main(void) {
   const KplLibraryVersion* v = kplsGetLibVersion();
@@ -40,6 +42,30 @@ int main(void) {
   printf("  z = ");
   for (int i = 0; i < kLen; ++i) printf("(%g,%g) ", z[i].re, z[i].im);
   printf("\n");
+
+  /* A tone through a real FFT: the spectrum's peak sits in bin 2, and the
+     statistics of the signal come back with their statuses too. */
+  for (int i = 0; i < kLen; ++i) a[i] = (Kpl32f)(i % 4 < 2 ? 1 : -1);
+  Kpl32f mean = 0, norm = 0, ccs[kLen + 2];
+  show("kplsMean_32f(a, 8, &mean, kplAlgHintNone)", kplsMean_32f(a, kLen, &mean, kplAlgHintNone));
+  show("kplsNorm_L2_32f(a, 8, &norm)", kplsNorm_L2_32f(a, kLen, &norm));
+  printf("  mean %g, L2 norm %g\n", mean, norm);
+  KplsFFTSpec_R_32f* plan = NULL;
+  show("kplsFFTInitAlloc_R_32f(&plan, 3, ...)", kplsFFTInitAlloc_R_32f(&plan, 3, KPL_FFT_NODIV_BY_ANY, kplAlgHintNone));
+  show("kplsFFTFwd_RToCCS_32f(a, ccs, plan, NULL)", kplsFFTFwd_RToCCS_32f(a, ccs, plan, NULL));
+  printf("  |X[k]| = ");
+  for (int k = 0; k <= kLen / 2; ++k) {
+    Kpl32f m = 0;
+    kplsMagnitude_32f(&ccs[2 * k], &ccs[2 * k + 1], &m, 1);
+    printf("%.3g ", m);
+  }
+  printf("\n");
+  show("kplsFFTFree_R_32f(plan)", kplsFFTFree_R_32f(plan));
+  show("kplsFFTFree_R_32f(plan) again", kplsFFTFree_R_32f(plan));
+  Kpl16s pcm[kLen];
+  show("kplsConvert_32f16s_Sfs(a, pcm, 8, kplRndNear, -14)", kplsConvert_32f16s_Sfs(a, pcm, kLen, kplRndNear, -14));
+  printf("  pcm[0] = %d, pcm[2] = %d\n", pcm[0], pcm[2]);
+
   show("kplsCopy_32f(a, NULL, 8)", kplsCopy_32f(a, NULL, kLen));
   show("kplsCopy_32f(a, b, 0)", kplsCopy_32f(a, b, 0));
 
