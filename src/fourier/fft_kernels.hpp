@@ -1,11 +1,12 @@
 // The butterflies and passes of the power-of-two engine, written once over the
 // data layout (interleaved complex or split arrays) and the precision. A complex
 // vector type V carries `lanes` complex values: two single-precision pairs per
-// register interleaved, one double pair, four (two) split values. Two engines:
-//   - through the work buffer (orders 6 up to the large path): a first stage that
-//     fuses the bit reversal with a radix-4 or radix-8 pass and leaves split
-//     arrays in the buffer, radix-4 passes on split data, and a last pass that
-//     writes the caller's layout;
+// register interleaved, one double pair, four (two) split values. Single-precision
+// orders 5 and 6 run whole in registers; otherwise two engines:
+//   - through the work buffer (from order 6, 7 in single precision, up to the
+//     large path): a first stage that fuses the bit reversal with a radix-16 or
+//     radix-8 pass and leaves split arrays in the buffer, radix-4 passes on
+//     split data, and a last pass that writes the caller's layout;
 //   - in place (small and large orders): tiled bit reversal into dst, a first
 //     pass without twiddles, radix-4 passes on dst.
 // Both run the passes first on blocks that stay in the first-level cache, then
@@ -249,12 +250,13 @@ struct Elem {
   unsigned char b[Bytes];
 };
 
-// dst[rev(i)] = src[i] over `order` bits, elements of E. Out of place the array is
-// walked in tiles of 2^tb x 2^tb, a tile row being one cache line, so each line
-// is read and written once. In place, tile pairs exchange.
+// dst[rev(i)] = src[i] over `order` bits, elements of E. The array is walked in
+// tiles of 2^tb x 2^tb (a tile row is one or two cache lines), each transposed
+// through a small buffer so that every line is read once and written once, whole;
+// in place, tile pairs exchange.
 template <class E>
 void bit_reverse(const E* src, E* dst, int order) {
-  constexpr int tb = sizeof(E) >= 16 ? 2 : (sizeof(E) == 8 ? 3 : 4);
+  constexpr int tb = sizeof(E) >= 16 ? 3 : 4;
   const size_t n = size_t{1} << order;
   if (order < 2 * tb) {
     if (src != dst) {
@@ -280,21 +282,26 @@ void bit_reverse(const E* src, E* dst, int order) {
     const size_t rm = reverse_bits(mid, mb);
     const size_t a0 = mid << tb, b0 = rm << tb;
     if (src != dst) {
+      // Through a tile in registers and the stack: each destination run is then
+      // written whole, once, instead of one element per source row.
+      E t[1 << tb][1 << tb];
       for (size_t hi = 0; hi < side; ++hi) {
         const E* s = src + hi * row + a0;
-        E* d = dst + b0 + rv[hi];
-        for (size_t lo = 0; lo < side; ++lo) d[rv[lo] * row] = s[lo];
+        for (size_t lo = 0; lo < side; ++lo) t[rv[lo]][rv[hi]] = s[lo];
       }
+      for (size_t k = 0; k < side; ++k) std::memcpy(dst + b0 + k * row, t[k], side * sizeof(E));
     } else if (mid <= rm) {
+      // The tile pair trades places: both are read whole before either is written.
+      E ta[1 << tb][1 << tb], tb_[1 << tb][1 << tb];
       for (size_t hi = 0; hi < side; ++hi)
         for (size_t lo = 0; lo < side; ++lo) {
-          const size_t a = hi * row + a0 + lo, b = rv[lo] * row + b0 + rv[hi];
-          if (mid < rm || a < b) {
-            const E t = dst[a];
-            dst[a] = dst[b];
-            dst[b] = t;
-          }
+          ta[rv[lo]][rv[hi]] = dst[hi * row + a0 + lo];
+          tb_[rv[lo]][rv[hi]] = dst[hi * row + b0 + lo];
         }
+      for (size_t k = 0; k < side; ++k) {
+        std::memcpy(dst + b0 + k * row, ta[k], side * sizeof(E));
+        if (mid != rm) std::memcpy(dst + a0 + k * row, tb_[k], side * sizeof(E));
+      }
     }
   }
 }
@@ -447,20 +454,77 @@ inline void lane_rows(size_t* g, size_t g0, int bits) {
   }
 }
 
-// The first stage of the work-buffer engine: bit reversal fused with a radix-4
-// (even orders) or radix-8 (odd orders) pass. Group g of the bit-reversed array
-// is src[rev(m) N/radix + rev(g)], m < radix, and lands in w at radix*g. Rows
-// r = rev(g) are taken `lanes` at a time, in tiles: with r = (hi, mid, lo) of
-// kTileBits, bits - 2 kTileBits and kTileBits bits, one mid is a tile whose reads
-// are 2^kTileBits runs of each source stream and whose writes are 2^kTileBits runs
-// of groups, so both stay in cache while the tile is done. The unit of work (and
-// of the split between threads) is one mid; small orders have a single one.
+// The first stage of the work-buffer engine: bit reversal fused with a radix-16
+// (even orders) or radix-8 (odd orders) pass, so that the stage that pays for the
+// gather and the transposes also does two or three levels of butterflies. Group g
+// of the bit-reversed array is src[rev(m) N/radix + rev(g)], m < radix, and lands
+// in w at radix*g. Rows r = rev(g) are taken `lanes` at a time, in tiles: with
+// r = (hi, mid, lo) of kTileBits, bits - 2 kTileBits and kTileBits bits, one mid
+// is a tile whose reads are 2^kTileBits runs of each source stream and whose
+// writes are 2^kTileBits runs of groups, so both stay in cache while the tile is
+// done. The unit of work (and of the split between threads) is one mid; small
+// orders have a single one.
 constexpr int kTileBits = 3;
+
+constexpr int first_stage_log2(int order) { return (order & 1) ? 3 : 4; }
 
 template <class T>
 inline size_t first_stage_units(int order) {
-  const int bits = order - ((order & 1) ? 3 : 2);
+  const int bits = order - first_stage_log2(order);
   return bits >= 2 * kTileBits ? size_t{1} << (bits - 2 * kTileBits) : 1;
+}
+
+// A vector with the same complex constant in every lane.
+template <class V, class T>
+inline V splat(T re, T im) {
+  if constexpr (V::lanes == 4) return {_mm_set1_ps(re), _mm_set1_ps(im)};
+  else return {_mm_set1_pd(re), _mm_set1_pd(im)};
+}
+
+// DFT of four streams in natural order.
+template <bool Inv, class V>
+__attribute__((always_inline)) inline void dft4(V a, V b, V c, V d, V* y, size_t stride) {
+  const V s0 = a + c, d0 = a - c, s1 = b + d, d1 = V::template rot<Inv>(b - d);
+  y[0] = s0 + s1, y[stride] = d0 + d1, y[2 * stride] = s0 - s1, y[3 * stride] = d0 - d1;
+}
+
+// The radix-16 (even orders) or radix-8 (odd) DFTs of `lanes` rows from r: y[k]
+// holds output k of every row, in natural order of k.
+template <bool Inv, class V, class S>
+__attribute__((always_inline)) inline void first_stage_rows(S src, size_t r, size_t q, size_t radix, V* y) {
+  using T = std::conditional_t<V::lanes == 4, float, double>;
+  const T h = static_cast<T>(0.70710678118654752440084436210485L);
+  // Forward roots exp(-2 pi i k / 16), k = 2, 6 (and 1, 3, 9 below); conjugated by mul<Inv>.
+  const V w2 = splat<V, T>(h, -h), w6 = splat<V, T>(-h, -h);
+  if (radix == 16) {
+    const T c1 = static_cast<T>(0.92387953251128675612818318939678828682241662586364L);
+    const T s1 = static_cast<T>(0.38268343236508977172845998403039886676134456248563L);
+    const V w1 = splat<V, T>(c1, -s1), w3 = splat<V, T>(s1, -c1), w9 = splat<V, T>(-c1, s1);
+    // 16 = 4 x 4: DFTs of the streams m2 + 4 m1 over m1, the twiddles
+    // exp(-2 pi i m2 k1 / 16), then DFTs over m2; output k1 + 4 k2.
+    V a[16];
+    for (size_t m2 = 0; m2 < 4; ++m2)
+      dft4<Inv>(load_run(src, r + m2 * q), load_run(src, r + (m2 + 4) * q), load_run(src, r + (m2 + 8) * q),
+                load_run(src, r + (m2 + 12) * q), a + 4 * m2, 1);
+    a[5] = V::template mul<Inv>(a[5], w1), a[6] = V::template mul<Inv>(a[6], w2);
+    a[7] = V::template mul<Inv>(a[7], w3), a[9] = V::template mul<Inv>(a[9], w2);
+    a[10] = V::template rot<Inv>(a[10]), a[11] = V::template mul<Inv>(a[11], w6);
+    a[13] = V::template mul<Inv>(a[13], w3), a[14] = V::template mul<Inv>(a[14], w6);
+    a[15] = V::template mul<Inv>(a[15], w9);
+    for (size_t k1 = 0; k1 < 4; ++k1) dft4<Inv>(a[k1], a[4 + k1], a[8 + k1], a[12 + k1], y + k1, 4);
+    return;
+  }
+  // Place m of a group holds stream rev3(m): 0, 4, 2, 6, 1, 5, 3, 7.
+  const V x0 = load_run(src, r), x1 = load_run(src, r + 4 * q), x2 = load_run(src, r + 2 * q),
+          x3 = load_run(src, r + 6 * q), x4 = load_run(src, r + q), x5 = load_run(src, r + 5 * q),
+          x6 = load_run(src, r + 3 * q), x7 = load_run(src, r + 7 * q);
+  const V a0 = x0 + x1, a1 = x0 - x1, a2 = x2 + x3, a3 = V::template rot<Inv>(x2 - x3);
+  const V a4 = x4 + x5, a5 = x4 - x5, a6 = x6 + x7, a7 = V::template rot<Inv>(x6 - x7);
+  const V b0 = a0 + a2, b2 = a0 - a2, b1 = a1 + a3, b3 = a1 - a3;
+  const V b4 = a4 + a6, b6 = V::template rot<Inv>(a4 - a6), b5 = V::template mul<Inv>(a5 + a7, w2),
+          b7 = V::template mul<Inv>(a5 - a7, w6);
+  y[0] = b0 + b4, y[1] = b1 + b5, y[2] = b2 + b6, y[3] = b3 + b7;
+  y[4] = b0 - b4, y[5] = b1 - b5, y[6] = b2 - b6, y[7] = b3 - b7;
 }
 
 template <bool Inv, class T, class S>
@@ -468,47 +532,24 @@ void gather_first_stage(S src, Split<T> w, int order, size_t u0, size_t u1) {
   using V = typename VecOf<Split<T>>::type;
   constexpr size_t lanes = V::lanes;
   const size_t n = size_t{1} << order;
-  const bool odd = order & 1;
-  const int bits = order - (odd ? 3 : 2);
-  const size_t q = n >> (odd ? 3 : 2);
+  const size_t radix = size_t{1} << first_stage_log2(order);
+  const int bits = order - first_stage_log2(order);
+  const size_t q = n / radix;
   const bool tiled = bits >= 2 * kTileBits;
   const size_t side = tiled ? size_t{1} << kTileBits : q;  // rows per run
   const size_t runs = tiled ? side : 1;
   const size_t hi_stride = tiled ? size_t{1} << (bits - kTileBits) : 0;
-  const T h = static_cast<T>(0.70710678118654752440084436210485L);
-  V w1, w3;  // exp(-i pi/4), exp(-3 i pi/4); conjugated by mul<Inv>
-  if constexpr (lanes == 4) {
-    w1 = {_mm_set1_ps(h), _mm_set1_ps(-h)}, w3 = {_mm_set1_ps(-h), _mm_set1_ps(-h)};
-  } else {
-    w1 = {_mm_set1_pd(h), _mm_set1_pd(-h)}, w3 = {_mm_set1_pd(-h), _mm_set1_pd(-h)};
-  }
   size_t g[lanes], base[lanes];
   for (size_t u = u0; u < u1; ++u)
     for (size_t hi = 0; hi < runs; ++hi) {
       const size_t start = hi * hi_stride + (tiled ? u << kTileBits : 0);
       for (size_t r = start; r < start + side; r += lanes) {
         lane_rows<lanes>(g, reverse_bits(r, bits), bits);
-        if (!odd) {
-          const V x0 = load_run(src, r), x1 = load_run(src, r + 2 * q), x2 = load_run(src, r + q),
-                  x3 = load_run(src, r + 3 * q);  // place m holds stream rev2(m)
-          const V s0 = x0 + x1, d0 = x0 - x1, s1 = x2 + x3, d1 = V::template rot<Inv>(x2 - x3);
-          const V y[4] = {s0 + s1, d0 + d1, s0 - s1, d0 - d1};
-          for (size_t t = 0; t < lanes; ++t) base[t] = 4 * g[t];
-          scatter<4>(w, base, y);
-          continue;
-        }
-        // Place m of a group holds stream rev3(m): 0, 4, 2, 6, 1, 5, 3, 7.
-        const V x0 = load_run(src, r), x1 = load_run(src, r + 4 * q), x2 = load_run(src, r + 2 * q),
-                x3 = load_run(src, r + 6 * q), x4 = load_run(src, r + q), x5 = load_run(src, r + 5 * q),
-                x6 = load_run(src, r + 3 * q), x7 = load_run(src, r + 7 * q);
-        const V a0 = x0 + x1, a1 = x0 - x1, a2 = x2 + x3, a3 = V::template rot<Inv>(x2 - x3);
-        const V a4 = x4 + x5, a5 = x4 - x5, a6 = x6 + x7, a7 = V::template rot<Inv>(x6 - x7);
-        const V b0 = a0 + a2, b2 = a0 - a2, b1 = a1 + a3, b3 = a1 - a3;
-        const V b4 = a4 + a6, b6 = V::template rot<Inv>(a4 - a6), b5 = V::template mul<Inv>(a5 + a7, w1),
-                b7 = V::template mul<Inv>(a5 - a7, w3);
-        const V y[8] = {b0 + b4, b1 + b5, b2 + b6, b3 + b7, b0 - b4, b1 - b5, b2 - b6, b3 - b7};
-        for (size_t t = 0; t < lanes; ++t) base[t] = 8 * g[t];
-        scatter<8>(w, base, y);
+        V y[16];
+        first_stage_rows<Inv>(src, r, q, radix, y);
+        for (size_t t = 0; t < lanes; ++t) base[t] = radix * g[t];
+        if (radix == 8) scatter<8>(w, base, y);
+        else scatter<16>(w, base, y);
       }
     }
 }
@@ -655,12 +696,45 @@ template <bool Inv, class T, class CD, class D>
 void transform_via_work(const FftEngine<T>& e, CD src, D dst, T* work, const T* scale) {
   const size_t n = size_t{1} << e.order;
   const Split<T> w{work, work + n};
-  const bool odd = e.order & 1;
-  const size_t span = odd ? 8 : 4;
+  // The first stage covers the passes of quarter span 2 (odd) or 4 (even).
+  const size_t span = size_t{1} << first_stage_log2(e.order);
   drive<Inv, true, T>(
-      e, w, dst, span, odd ? 1 : 0, [](size_t, size_t, const T*) {},
+      e, w, dst, span, 1, [](size_t, size_t, const T*) {},
       [&](size_t u0, size_t u1) { gather_first_stage<Inv, T>(src, w, e.order, u0, u1); },
       first_stage_units<T>(e.order), scale);
+}
+
+// Single-precision orders 5 and 6 whole in registers: the first stage on the
+// four rows (lane t is group rev2(t)), a transpose that gives each group's run of
+// four outputs, and the last radix-4 pass straight into dst. All of src is read
+// before dst is written, so src may be dst.
+constexpr bool fft_in_registers(bool dbl, int order) { return !dbl && (order == 5 || order == 6); }
+
+template <bool Inv, class S, class D>
+void transform_in_registers(const FftEngine<float>& e, S src, D dst, const float* scale) {
+  using V = VecSF4;
+  const size_t L = size_t{1} << first_stage_log2(e.order);  // the last pass's quarter span
+  V y[16];
+  first_stage_rows<Inv>(src, 0, 4, L, y);
+  const PassList pl = passes_of(e.order, e.full_order);
+  const float* tw = e.tw + pl.p[pl.count - 1].tw;
+  const bool blocked = fft_split_lanes(false, e.order) == 4;  // else interleaved pairs
+  for (size_t j = 0; j < L; j += 4) {
+    V a = y[j], b = y[j + 1], c = y[j + 2], d = y[j + 3];
+    _MM_TRANSPOSE4_PS(a.r, b.r, c.r, d.r);
+    _MM_TRANSPOSE4_PS(a.i, b.i, c.i, d.i);  // a, b, c, d: groups 0, 2, 1, 3
+    const V w1 = blocked ? V::twb(tw + 2 * j) : V::tw(tw + 2 * j);
+    const V w2 = blocked ? V::twb(tw + 2 * (L + j)) : V::tw(tw + 2 * (L + j));
+    const V w3 = blocked ? V::twb(tw + 2 * (2 * L + j)) : V::tw(tw + 2 * (2 * L + j));
+    const V t1 = V::template mul<Inv>(c, w2), t2 = V::template mul<Inv>(b, w1), t3 = V::template mul<Inv>(d, w3);
+    const V a0 = a + t1, a1 = a - t1, a2 = t2 + t3, a3 = V::template rot<Inv>(t2 - t3);
+    V y0 = a0 + a2, y1 = a1 + a3, y2 = a0 - a2, y3 = a1 - a3;
+    if (scale) {
+      y0 = V::scale(y0, *scale), y1 = V::scale(y1, *scale);
+      y2 = V::scale(y2, *scale), y3 = V::scale(y3, *scale);
+    }
+    V::store(dst, j, y0), V::store(dst, j + L, y1), V::store(dst, j + 2 * L, y2), V::store(dst, j + 3 * L, y3);
+  }
 }
 
 // The work-buffer engine serves orders 6 and up while the buffer holds the
@@ -668,6 +742,9 @@ void transform_via_work(const FftEngine<T>& e, CD src, D dst, T* work, const T* 
 
 template <bool Inv, class T, class CD, class D>
 void transform(const FftEngine<T>& e, CD src, D dst, T* work, const T* scale) {
+  if constexpr (sizeof(T) == 4) {
+    if (fft_in_registers(false, e.order)) return transform_in_registers<Inv>(e, src, dst, scale);
+  }
   if (work && fft_via_work(sizeof(T) == 8, e.order)) transform_via_work<Inv, T>(e, src, dst, work, scale);
   else transform_in_place<Inv, T>(e, src, dst, scale);
 }

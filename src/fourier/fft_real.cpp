@@ -1,8 +1,11 @@
 // The real FFT of the floating plans: N reals through an N/2-point complex
 // transform and a recombination into Perm, then the layout moves to Pack or CCS;
 // the inverses mirror it.
+#include <emmintrin.h>
+
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 
 #include "fourier/fft_plan.hpp"
 #include "fourier/packed_layout.hpp"
@@ -27,6 +30,28 @@ class RecTwiddles {
       two_level_ = order >= (dbl ? 18 : 19);
     }
   }
+  // Lanes consecutive k from k0 as cosines and sines in SIMD registers; false
+  // where this table form has no vector fetch (the small orders).
+  template <class R>
+  bool block(size_t k0, R& c, R& s) const {
+    if (small_) return false;
+    if (!two_level_) {
+      R::deinterleave(table_ + 2 * (k0 - 1), c, s);
+      return true;
+    }
+    const size_t fine = sizeof(T) == 8 ? 512 : 1024;
+    if (k0 % fine + R::lanes > fine) {  // the block straddles two coarse steps
+      T cc[R::lanes], ss[R::lanes];
+      for (size_t t = 0; t < R::lanes; ++t) at(k0 + t, cc[t], ss[t]);
+      c = R::load(cc), s = R::load(ss);
+      return true;
+    }
+    R fc, fs;
+    R::deinterleave(table_ + 2 * (k0 % fine), fc, fs);
+    const T* g = table_ + 2 * (fine + k0 / fine);
+    R::angle_sum(fc, fs, g[0], g[1], c, s);
+    return true;
+  }
   void at(size_t k, T& c, T& s) const {
     if (small_) {
       fft_quadrant(small_, 5, k << (5 - order_), c, s);
@@ -50,26 +75,140 @@ class RecTwiddles {
   bool two_level_ = false;
 };
 
+// Real vectors of the recombination: `lanes` values of k, cosines and sines,
+// loads of interleaved pairs at an ascending run (k, k+1, ..) or a descending
+// one (m-k, m-k-1, ..) and the matching stores.
+struct RecF4 {
+  static constexpr size_t lanes = 4;
+  __m128 v;
+  static RecF4 load(const float* p) { return {_mm_loadu_ps(p)}; }
+  static RecF4 set(float x) { return {_mm_set1_ps(x)}; }
+  static void deinterleave(const float* p, RecF4& re, RecF4& im) {
+    const __m128 a = _mm_loadu_ps(p), b = _mm_loadu_ps(p + 4);
+    re.v = _mm_shuffle_ps(a, b, 0x88), im.v = _mm_shuffle_ps(a, b, 0xDD);
+  }
+  // p points at the lowest pair of the run; lane t holds pair lanes - 1 - t.
+  static void deinterleave_rev(const float* p, RecF4& re, RecF4& im) {
+    const __m128 a = _mm_loadu_ps(p), b = _mm_loadu_ps(p + 4);
+    re.v = _mm_shuffle_ps(b, a, 0x22), im.v = _mm_shuffle_ps(b, a, 0x77);
+  }
+  static void interleave(float* p, RecF4 re, RecF4 im) {
+    _mm_storeu_ps(p, _mm_unpacklo_ps(re.v, im.v));
+    _mm_storeu_ps(p + 4, _mm_unpackhi_ps(re.v, im.v));
+  }
+  static void interleave_rev(float* p, RecF4 re, RecF4 im) {
+    const __m128 r = _mm_shuffle_ps(re.v, re.v, 0x1B), i = _mm_shuffle_ps(im.v, im.v, 0x1B);
+    interleave(p, {r}, {i});
+  }
+  // cos(a + b), sin(a + b) in double from the fine pair (fc, fs) and the coarse
+  // one (gc, gs), one rounding to float at the end, as the scalar path does.
+  static void angle_sum(RecF4 fc, RecF4 fs, float gc, float gs, RecF4& c, RecF4& s) {
+    const __m128d gcv = _mm_set1_pd(gc), gsv = _mm_set1_pd(gs);
+    const __m128d cl = _mm_cvtps_pd(fc.v), ch = _mm_cvtps_pd(_mm_movehl_ps(fc.v, fc.v));
+    const __m128d sl = _mm_cvtps_pd(fs.v), sh = _mm_cvtps_pd(_mm_movehl_ps(fs.v, fs.v));
+    const __m128d c0 = _mm_sub_pd(_mm_mul_pd(gcv, cl), _mm_mul_pd(gsv, sl));
+    const __m128d c1 = _mm_sub_pd(_mm_mul_pd(gcv, ch), _mm_mul_pd(gsv, sh));
+    const __m128d s0 = _mm_add_pd(_mm_mul_pd(gsv, cl), _mm_mul_pd(gcv, sl));
+    const __m128d s1 = _mm_add_pd(_mm_mul_pd(gsv, ch), _mm_mul_pd(gcv, sh));
+    c.v = _mm_movelh_ps(_mm_cvtpd_ps(c0), _mm_cvtpd_ps(c1));
+    s.v = _mm_movelh_ps(_mm_cvtpd_ps(s0), _mm_cvtpd_ps(s1));
+  }
+  friend RecF4 operator+(RecF4 a, RecF4 b) { return {_mm_add_ps(a.v, b.v)}; }
+  friend RecF4 operator-(RecF4 a, RecF4 b) { return {_mm_sub_ps(a.v, b.v)}; }
+  friend RecF4 operator*(RecF4 a, RecF4 b) { return {_mm_mul_ps(a.v, b.v)}; }
+};
+
+struct RecD2 {
+  static constexpr size_t lanes = 2;
+  __m128d v;
+  static RecD2 load(const double* p) { return {_mm_loadu_pd(p)}; }
+  static RecD2 set(double x) { return {_mm_set1_pd(x)}; }
+  static void deinterleave(const double* p, RecD2& re, RecD2& im) {
+    const __m128d a = _mm_loadu_pd(p), b = _mm_loadu_pd(p + 2);
+    re.v = _mm_unpacklo_pd(a, b), im.v = _mm_unpackhi_pd(a, b);
+  }
+  static void deinterleave_rev(const double* p, RecD2& re, RecD2& im) {
+    const __m128d a = _mm_loadu_pd(p), b = _mm_loadu_pd(p + 2);
+    re.v = _mm_unpacklo_pd(b, a), im.v = _mm_unpackhi_pd(b, a);
+  }
+  static void interleave(double* p, RecD2 re, RecD2 im) {
+    _mm_storeu_pd(p, _mm_unpacklo_pd(re.v, im.v));
+    _mm_storeu_pd(p + 2, _mm_unpackhi_pd(re.v, im.v));
+  }
+  static void interleave_rev(double* p, RecD2 re, RecD2 im) {
+    _mm_storeu_pd(p, _mm_unpackhi_pd(re.v, im.v));
+    _mm_storeu_pd(p + 2, _mm_unpacklo_pd(re.v, im.v));
+  }
+  static void angle_sum(RecD2 fc, RecD2 fs, double gc, double gs, RecD2& c, RecD2& s) {
+    const __m128d gcv = _mm_set1_pd(gc), gsv = _mm_set1_pd(gs);
+    c.v = _mm_sub_pd(_mm_mul_pd(gcv, fc.v), _mm_mul_pd(gsv, fs.v));
+    s.v = _mm_add_pd(_mm_mul_pd(gsv, fc.v), _mm_mul_pd(gcv, fs.v));
+  }
+  friend RecD2 operator+(RecD2 a, RecD2 b) { return {_mm_add_pd(a.v, b.v)}; }
+  friend RecD2 operator-(RecD2 a, RecD2 b) { return {_mm_sub_pd(a.v, b.v)}; }
+  friend RecD2 operator*(RecD2 a, RecD2 b) { return {_mm_mul_pd(a.v, b.v)}; }
+};
+
+template <class T>
+using RecVec = std::conditional_t<sizeof(T) == 4, RecF4, RecD2>;
+
+// The pair (k, m - k) of either recombination, on scalars or on vectors of
+// `lanes` ascending k against as many descending m - k. Both forms run the same
+// operations in the same order, so a value does not depend on which form
+// computed it.
+template <class R>
+inline void rec_forward_pair(R c, R s, R ar, R ai, R br, R bi, R& pa_r, R& pa_i, R& pb_r, R& pb_i, R half) {
+  const R a = half * c, b = half - half * s;
+  const R t0 = ar - br, t1 = ai + bi;
+  const R u = a * t1 + b * t0, w = b * t1 - a * t0;
+  pb_r = ar - u, pb_i = w - ai, pa_r = br + u, pa_i = w - bi;
+}
+template <class R>
+inline void rec_inverse_pair(R c, R s, R ar, R ai, R br, R bi, R& pa_r, R& pa_i, R& pb_r, R& pb_i) {
+  const R t0 = ar - br, t1 = ai + bi;
+  const R sr = ar + br, x = s * t0 + c * t1, y = c * t0 - s * t1;
+  pa_r = sr - x, pa_i = (ai - bi) + y, pb_r = sr + x, pb_i = (bi - ai) + y;
+}
+
+// Both recombinations: vector blocks of k from 1 while the ascending block
+// stays below the descending one, then the scalar pairs up to k = m/2 (which
+// pairs with itself).
+template <bool Fwd, class T>
+void recombine(T* d, size_t m, const RecTwiddles<T>& tw) {
+  using R = RecVec<T>;
+  constexpr size_t lanes = R::lanes;
+  size_t k = 1;
+  R c, s;
+  for (; 2 * (k + lanes - 1) < m && tw.block(k, c, s); k += lanes) {
+    T* pa = d + 2 * k;
+    T* pb = d + 2 * (m - k - (lanes - 1));
+    R ar, ai, br, bi, oar, oai, obr, obi;
+    R::deinterleave(pa, ar, ai);
+    R::deinterleave_rev(pb, br, bi);
+    if constexpr (Fwd) rec_forward_pair(c, s, ar, ai, br, bi, oar, oai, obr, obi, R::set(T(0.5)));
+    else rec_inverse_pair(c, s, ar, ai, br, bi, oar, oai, obr, obi);
+    R::interleave(pa, oar, oai);
+    R::interleave_rev(pb, obr, obi);
+  }
+  for (; k <= m / 2; ++k) {
+    T cs, sn;
+    tw.at(k, cs, sn);
+    T* pa = d + 2 * k;
+    T* pb = d + 2 * (m - k);
+    T oar, oai, obr, obi;
+    if constexpr (Fwd) rec_forward_pair<T>(cs, sn, pa[0], pa[1], pb[0], pb[1], oar, oai, obr, obi, T(0.5));
+    else rec_inverse_pair<T>(cs, sn, pa[0], pa[1], pb[0], pb[1], oar, oai, obr, obi);
+    pb[0] = obr, pb[1] = obi, pa[0] = oar, pa[1] = oai;
+  }
+}
+
 // Z (M complex, in place) -> Perm of the N = 2M reals.
 template <class T>
 void recombine_forward(T* d, size_t m, const RecTwiddles<T>& tw) {
   const T a0 = d[0], b0 = d[1];
   d[0] = a0 + b0;
   d[1] = a0 - b0;
-  for (size_t k = 1; k <= m / 2; ++k) {
-    T c, s;
-    tw.at(k, c, s);
-    const T a = T(0.5) * c, b = T(0.5) - T(0.5) * s;
-    T* pa = d + 2 * k;
-    T* pb = d + 2 * (m - k);
-    const T ar = pa[0], ai = pa[1], br = pb[0], bi = pb[1];
-    const T t0 = ar - br, t1 = ai + bi;
-    const T u = a * t1 + b * t0, w = b * t1 - a * t0;
-    pb[0] = ar - u;
-    pb[1] = w - ai;
-    pa[0] = br + u;
-    pa[1] = w - bi;
-  }
+  recombine<true>(d, m, tw);
 }
 
 // Perm of N reals (in place) -> Z, the M-point spectrum whose inverse gives the
@@ -79,19 +218,7 @@ void recombine_inverse(T* d, size_t m, const RecTwiddles<T>& tw) {
   const T r0 = d[0], rn = d[1];
   d[0] = r0 + rn;
   d[1] = r0 - rn;
-  for (size_t k = 1; k <= m / 2; ++k) {
-    T c, s;
-    tw.at(k, c, s);
-    T* pa = d + 2 * k;
-    T* pb = d + 2 * (m - k);
-    const T ar = pa[0], ai = pa[1], br = pb[0], bi = pb[1];
-    const T t0 = ar - br, t1 = ai + bi;
-    const T sr = ar + br, x = s * t0 + c * t1, y = c * t0 - s * t1;
-    pa[0] = sr - x;
-    pa[1] = (ai - bi) + y;
-    pb[0] = sr + x;
-    pb[1] = (bi - ai) + y;
-  }
+  recombine<false>(d, m, tw);
 }
 
 template <class T, Kpl32u Tag, Layout L, class Spec>
