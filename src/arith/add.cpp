@@ -127,22 +127,10 @@ struct Lanes<Kpl32s> {
 struct AddOp {
   static int64_t exact(int64_t a, int64_t b) { return a + b; }
 
-  static float scalar(float a, float b) {
-    asm("addss %1, %0" : "+x"(a) : "x"(b));
-    return a;
-  }
-  static double scalar(double a, double b) {
-    asm("addsd %1, %0" : "+x"(a) : "x"(b));
-    return a;
-  }
-  static __m128 vec(__m128 a, __m128 b) {
-    asm("addps %1, %0" : "+x"(a) : "x"(b));
-    return a;
-  }
-  static __m128d vec(__m128d a, __m128d b) {
-    asm("addpd %1, %0" : "+x"(a) : "x"(b));
-    return a;
-  }
+  static float scalar(float a, float b) { return add_in_order(a, b); }
+  static double scalar(double a, double b) { return add_in_order(a, b); }
+  static __m128 vec(__m128 a, __m128 b) { return add_in_order(a, b); }
+  static __m128d vec(__m128d a, __m128d b) { return add_in_order(a, b); }
 
   // Exact in 32-bit lanes (sources of at most 17 bits).
   static __m128i wide32(__m128i a, __m128i b) { return _mm_add_epi32(a, b); }

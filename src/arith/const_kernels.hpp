@@ -91,26 +91,6 @@ struct SubCRevOp {
   }
 };
 
-// The vector add compiled as written, with the source as its first operand:
-// the compiler may otherwise swap the operands of a commutative addition, and
-// of two NaNs x86 returns the first.
-inline __m128 add_in_order(__m128 x, __m128 c) {
-  asm("addps %1, %0" : "+x"(x) : "x"(c));
-  return x;
-}
-inline __m128d add_in_order(__m128d x, __m128d c) {
-  asm("addpd %1, %0" : "+x"(x) : "x"(c));
-  return x;
-}
-inline float add_in_order(float x, float c) {
-  asm("addss %1, %0" : "+x"(x) : "x"(c));
-  return x;
-}
-inline double add_in_order(double x, double c) {
-  asm("addsd %1, %0" : "+x"(x) : "x"(c));
-  return x;
-}
-
 // ---------------------------------------------------------------------------
 // Parts of an element: a real element is one part, a complex one two.
 

@@ -1,6 +1,6 @@
-// What the Convert family files share: the rounding-mode dispatch, the control
-// word guard of the nearest kernels, the power-of-two factors of the scaled
-// forms, packed 24-bit loads and stores, and the argument checks.
+// What the Convert family files share: the rounding-mode dispatch, the
+// power-of-two factors of the scaled forms, packed 24-bit loads and stores, and
+// the argument checks.
 #pragma once
 
 #include <immintrin.h>
@@ -13,6 +13,7 @@
 #include "frame/cache.hpp"
 #include "frame/entry.hpp"
 #include "frame/loop.hpp"
+#include "frame/rounding.hpp"
 #include "frame/simd.hpp"
 
 namespace kpl {
@@ -33,26 +34,6 @@ inline decltype(auto) with_round(Round r, F&& f) {
     default: return f(std::integral_constant<Round, Round::kFin>{});
   }
 }
-
-// The nearest and financial kernels convert with the current rounding: when the
-// caller's rounding field is not nearest, the control word is rewritten with
-// nearest and denormals-are-zero off for the call. The caller's control bits come
-// back on exit; exception flags raised inside are kept.
-class ForcedNearest {
- public:
-  ForcedNearest() : saved_(_mm_getcsr()) {
-    if (saved_ & kRounding) _mm_setcsr(saved_ & ~(kRounding | kDaz));
-  }
-  ~ForcedNearest() {
-    if (saved_ & kRounding) _mm_setcsr((_mm_getcsr() & kFlags) | (saved_ & ~kFlags));
-  }
-  ForcedNearest(const ForcedNearest&) = delete;
-  ForcedNearest& operator=(const ForcedNearest&) = delete;
-
- private:
-  static constexpr unsigned kRounding = 0x6000, kDaz = 0x0040, kFlags = 0x003F;
-  unsigned saved_;
-};
 
 // 2^-s as repeated halving or doubling from 1 would leave it under round to
 // nearest: exact while representable (denormals included), then 0 or infinity.

@@ -41,22 +41,6 @@ constexpr size_t kInv32fcFrom = 2048;
 constexpr size_t kInv64fFrom = 2048;
 constexpr size_t kInv64fcFrom = 512;
 
-// Every SIMD exception masked for the scope (a trap would kill the caller's
-// program); the caller's control bits come back, the flags raised stay.
-class ExceptionsMasked {
- public:
-  ExceptionsMasked() : saved_(_mm_getcsr()) {
-    if ((saved_ & kMasks) != kMasks) _mm_setcsr(saved_ | kMasks);
-  }
-  ~ExceptionsMasked() { _mm_setcsr((_mm_getcsr() & kFlags) | (saved_ & ~kFlags)); }
-  ExceptionsMasked(const ExceptionsMasked&) = delete;
-  ExceptionsMasked& operator=(const ExceptionsMasked&) = delete;
-
- private:
-  static constexpr unsigned kMasks = 0x1F80u, kFlags = 0x3Fu;
-  unsigned saved_;
-};
-
 // ---------------------------------------------------------------------------
 // Real: four floats or two doubles per step.
 

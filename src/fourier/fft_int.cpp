@@ -17,6 +17,7 @@ inline namespace q5 {
 namespace {
 
 enum class Packed { kPerm, kPack, kCcs };
+enum class Dir { kFwd, kInv };
 
 // The work buffer of one call: the caller's, aligned up to 32 bytes, or one of
 // `size` bytes allocated for the call and released at its end. Every route
@@ -247,34 +248,18 @@ KplStatus rfft_16s_inv(const Kpl16s* src, Kpl16s* dst, const KplsFFTSpec_R_16s* 
   return kplStsOk;
 }
 
-template <Packed L>
-KplStatus rfft_32s_fwd(const Kpl32s* src, Kpl32s* dst, const KplsFFTSpec_R_32s* spec, int sf, Kpl8u* buf) {
-  using P = KplsFFTSpec_R_32s;
+// The real plans that always go through floating point (32s, and 16s32s with
+// its 32s16s inverse): the checks, then the route.
+template <Dir D, Packed L, class P, class I, class O>
+KplStatus rfft_wrapped(const I* src, O* dst, const P* spec, int sf, Kpl8u* buf) {
   if (KplStatus st = check_plan(spec, src, dst)) return st;
   const auto* h = reinterpret_cast<const FftWrapHead*>(spec);
-  return real_fwd_via_float<L>(src, dst, 1 << h->order, inner_of<P>(h), h->workSize, buf, sf);
-}
-
-template <Packed L>
-KplStatus rfft_32s_inv(const Kpl32s* src, Kpl32s* dst, const KplsFFTSpec_R_32s* spec, int sf, Kpl8u* buf) {
-  using P = KplsFFTSpec_R_32s;
-  if (KplStatus st = check_plan(spec, src, dst)) return st;
-  const auto* h = reinterpret_cast<const FftWrapHead*>(spec);
-  return real_inv_via_float<L>(src, dst, 1 << h->order, inner_of<P>(h), h->workSize, buf, sf);
-}
-
-KplStatus rfft_16s32s_fwd(const Kpl16s* src, Kpl32s* dst, const KplsFFTSpec_R_16s32s* spec, int sf, Kpl8u* buf) {
-  using P = KplsFFTSpec_R_16s32s;
-  if (KplStatus st = check_plan(spec, src, dst)) return st;
-  const auto* h = reinterpret_cast<const FftWrapHead*>(spec);
-  return real_fwd_via_float<Packed::kCcs>(src, dst, 1 << h->order, inner_of<P>(h), h->workSize, buf, sf);
-}
-
-KplStatus rfft_32s16s_inv(const Kpl32s* src, Kpl16s* dst, const KplsFFTSpec_R_16s32s* spec, int sf, Kpl8u* buf) {
-  using P = KplsFFTSpec_R_16s32s;
-  if (KplStatus st = check_plan(spec, src, dst)) return st;
-  const auto* h = reinterpret_cast<const FftWrapHead*>(spec);
-  return real_inv_via_float<Packed::kCcs>(src, dst, 1 << h->order, inner_of<P>(h), h->workSize, buf, sf);
+  const int n = 1 << h->order;
+  if constexpr (D == Dir::kInv) {
+    return real_inv_via_float<L>(src, dst, n, inner_of<P>(h), h->workSize, buf, sf);
+  } else {
+    return real_fwd_via_float<L>(src, dst, n, inner_of<P>(h), h->workSize, buf, sf);
+  }
 }
 
 }  // namespace
@@ -321,31 +306,31 @@ KplStatus KPL_IMPL(kplsFFTInv_CToC_32s_ISfs)(Kpl32s* pSrcDstRe, Kpl32s* pSrcDstI
 // Real forward
 KplStatus KPL_IMPL(kplsFFTFwd_RToPerm_16s_Sfs)(const Kpl16s* pSrc, Kpl16s* pDst, const KplsFFTSpec_R_16s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_16s_fwd<PK::kPerm>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
 KplStatus KPL_IMPL(kplsFFTFwd_RToPerm_16s_ISfs)(Kpl16s* pSrcDst, const KplsFFTSpec_R_16s* pSpec, int scaleFactor, Kpl8u* pBuffer)              { return rfft_16s_fwd<PK::kPerm>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTFwd_RToPerm_32s_Sfs)(const Kpl32s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_32s_fwd<PK::kPerm>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTFwd_RToPerm_32s_ISfs)(Kpl32s* pSrcDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)              { return rfft_32s_fwd<PK::kPerm>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTFwd_RToPerm_32s_Sfs)(const Kpl32s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_wrapped<Dir::kFwd, PK::kPerm>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTFwd_RToPerm_32s_ISfs)(Kpl32s* pSrcDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)              { return rfft_wrapped<Dir::kFwd, PK::kPerm>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
 KplStatus KPL_IMPL(kplsFFTFwd_RToPack_16s_Sfs)(const Kpl16s* pSrc, Kpl16s* pDst, const KplsFFTSpec_R_16s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_16s_fwd<PK::kPack>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
 KplStatus KPL_IMPL(kplsFFTFwd_RToPack_16s_ISfs)(Kpl16s* pSrcDst, const KplsFFTSpec_R_16s* pSpec, int scaleFactor, Kpl8u* pBuffer)              { return rfft_16s_fwd<PK::kPack>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTFwd_RToPack_32s_Sfs)(const Kpl32s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_32s_fwd<PK::kPack>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTFwd_RToPack_32s_ISfs)(Kpl32s* pSrcDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)              { return rfft_32s_fwd<PK::kPack>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTFwd_RToPack_32s_Sfs)(const Kpl32s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_wrapped<Dir::kFwd, PK::kPack>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTFwd_RToPack_32s_ISfs)(Kpl32s* pSrcDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)              { return rfft_wrapped<Dir::kFwd, PK::kPack>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
 KplStatus KPL_IMPL(kplsFFTFwd_RToCCS_16s_Sfs)(const Kpl16s* pSrc, Kpl16s* pDst, const KplsFFTSpec_R_16s* pSpec, int scaleFactor, Kpl8u* pBuffer)  { return rfft_16s_fwd<PK::kCcs>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
 KplStatus KPL_IMPL(kplsFFTFwd_RToCCS_16s_ISfs)(Kpl16s* pSrcDst, const KplsFFTSpec_R_16s* pSpec, int scaleFactor, Kpl8u* pBuffer)               { return rfft_16s_fwd<PK::kCcs>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTFwd_RToCCS_32s_Sfs)(const Kpl32s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)  { return rfft_32s_fwd<PK::kCcs>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTFwd_RToCCS_32s_ISfs)(Kpl32s* pSrcDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)               { return rfft_32s_fwd<PK::kCcs>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTFwd_RToCCS_32s_Sfs)(const Kpl32s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)  { return rfft_wrapped<Dir::kFwd, PK::kCcs>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTFwd_RToCCS_32s_ISfs)(Kpl32s* pSrcDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)               { return rfft_wrapped<Dir::kFwd, PK::kCcs>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
 
 // Real inverse
 KplStatus KPL_IMPL(kplsFFTInv_PermToR_16s_Sfs)(const Kpl16s* pSrc, Kpl16s* pDst, const KplsFFTSpec_R_16s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_16s_inv<PK::kPerm>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
 KplStatus KPL_IMPL(kplsFFTInv_PermToR_16s_ISfs)(Kpl16s* pSrcDst, const KplsFFTSpec_R_16s* pSpec, int scaleFactor, Kpl8u* pBuffer)              { return rfft_16s_inv<PK::kPerm>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTInv_PermToR_32s_Sfs)(const Kpl32s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_32s_inv<PK::kPerm>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTInv_PermToR_32s_ISfs)(Kpl32s* pSrcDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)              { return rfft_32s_inv<PK::kPerm>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTInv_PermToR_32s_Sfs)(const Kpl32s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_wrapped<Dir::kInv, PK::kPerm>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTInv_PermToR_32s_ISfs)(Kpl32s* pSrcDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)              { return rfft_wrapped<Dir::kInv, PK::kPerm>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
 KplStatus KPL_IMPL(kplsFFTInv_PackToR_16s_Sfs)(const Kpl16s* pSrc, Kpl16s* pDst, const KplsFFTSpec_R_16s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_16s_inv<PK::kPack>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
 KplStatus KPL_IMPL(kplsFFTInv_PackToR_16s_ISfs)(Kpl16s* pSrcDst, const KplsFFTSpec_R_16s* pSpec, int scaleFactor, Kpl8u* pBuffer)              { return rfft_16s_inv<PK::kPack>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTInv_PackToR_32s_Sfs)(const Kpl32s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_32s_inv<PK::kPack>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTInv_PackToR_32s_ISfs)(Kpl32s* pSrcDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)              { return rfft_32s_inv<PK::kPack>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTInv_PackToR_32s_Sfs)(const Kpl32s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_wrapped<Dir::kInv, PK::kPack>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTInv_PackToR_32s_ISfs)(Kpl32s* pSrcDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)              { return rfft_wrapped<Dir::kInv, PK::kPack>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
 KplStatus KPL_IMPL(kplsFFTInv_CCSToR_16s_Sfs)(const Kpl16s* pSrc, Kpl16s* pDst, const KplsFFTSpec_R_16s* pSpec, int scaleFactor, Kpl8u* pBuffer)  { return rfft_16s_inv<PK::kCcs>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
 KplStatus KPL_IMPL(kplsFFTInv_CCSToR_16s_ISfs)(Kpl16s* pSrcDst, const KplsFFTSpec_R_16s* pSpec, int scaleFactor, Kpl8u* pBuffer)               { return rfft_16s_inv<PK::kCcs>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTInv_CCSToR_32s_Sfs)(const Kpl32s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)  { return rfft_32s_inv<PK::kCcs>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTInv_CCSToR_32s_ISfs)(Kpl32s* pSrcDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)               { return rfft_32s_inv<PK::kCcs>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTInv_CCSToR_32s_Sfs)(const Kpl32s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)  { return rfft_wrapped<Dir::kInv, PK::kCcs>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTInv_CCSToR_32s_ISfs)(Kpl32s* pSrcDst, const KplsFFTSpec_R_32s* pSpec, int scaleFactor, Kpl8u* pBuffer)               { return rfft_wrapped<Dir::kInv, PK::kCcs>(pSrcDst, pSrcDst, pSpec, scaleFactor, pBuffer); }
 
 // Mixed: 16-bit time domain, 32-bit spectrum
-KplStatus KPL_IMPL(kplsFFTFwd_RToCCS_16s32s_Sfs)(const Kpl16s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_16s32s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_16s32s_fwd(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
-KplStatus KPL_IMPL(kplsFFTInv_CCSToR_32s16s_Sfs)(const Kpl32s* pSrc, Kpl16s* pDst, const KplsFFTSpec_R_16s32s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_32s16s_inv(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTFwd_RToCCS_16s32s_Sfs)(const Kpl16s* pSrc, Kpl32s* pDst, const KplsFFTSpec_R_16s32s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_wrapped<Dir::kFwd, PK::kCcs>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }
+KplStatus KPL_IMPL(kplsFFTInv_CCSToR_32s16s_Sfs)(const Kpl32s* pSrc, Kpl16s* pDst, const KplsFFTSpec_R_16s32s* pSpec, int scaleFactor, Kpl8u* pBuffer) { return rfft_wrapped<Dir::kInv, PK::kCcs>(pSrc, pDst, pSpec, scaleFactor, pBuffer); }

@@ -139,59 +139,47 @@ KplStatus conj_packed_inplace(C* sd, int len) {
 
 // ---- Products ----
 
-// (a + ib)(c + id) = (ac - bd) + i(ad + bc), a + ib from the first operand.
-struct PairMul {
+// The product of a pair, a + ib from x and c + id from y: x * y = (ac - bd) +
+// i(ad + bc), or with kConj y times the conjugate of x, (ac + bd) + i(ad - bc).
+// Both take the same four products and differ only in how they join them.
+template <bool kConj>
+struct PairProduct {
   static constexpr size_t kLanes = 2;
-  static void scalar(const Kpl32fc* x, const Kpl32fc* y, Kpl32fc* d) {
-    const Kpl32f a = x->re, b = x->im, c = y->re, e = y->im;
-    *d = Kpl32fc{a * c - b * e, a * e + b * c};
+  template <class C>
+  static void scalar(const C* x, const C* y, C* d) {
+    const auto a = x->re, b = x->im, c = y->re, e = y->im;
+    if constexpr (kConj) {
+      *d = C{a * c + b * e, a * e - b * c};
+    } else {
+      *d = C{a * c - b * e, a * e + b * c};
+    }
   }
-  static void scalar(const Kpl64fc* x, const Kpl64fc* y, Kpl64fc* d) {
-    const Kpl64f a = x->re, b = x->im, c = y->re, e = y->im;
-    *d = Kpl64fc{a * c - b * e, a * e + b * c};
+  // p1 = (ac, ad), p2 = (bd, bc) in each pair of lanes.
+  static __m128 join(__m128 p1, __m128 p2) {
+    if constexpr (kConj) return _mm_blend_ps(_mm_add_ps(p1, p2), _mm_sub_ps(p1, p2), 0xA);
+    else return _mm_addsub_ps(p1, p2);
+  }
+  static __m128d join(__m128d p1, __m128d p2) {
+    if constexpr (kConj) return _mm_blend_pd(_mm_add_pd(p1, p2), _mm_sub_pd(p1, p2), 0x2);
+    else return _mm_addsub_pd(p1, p2);
   }
   static void block(const Kpl32fc* x, const Kpl32fc* y, Kpl32fc* d) {
     const __m128 vx = load_f(x), vy = load_f(y);
-    const __m128 p1 = _mm_mul_ps(_mm_moveldup_ps(vx), vy);  // ac, ad
-    const __m128 p2 = _mm_mul_ps(_mm_movehdup_ps(vx), _mm_shuffle_ps(vy, vy, _MM_SHUFFLE(2, 3, 0, 1)));  // bd, bc
-    store_f(d, _mm_addsub_ps(p1, p2));
+    const __m128 p1 = _mm_mul_ps(_mm_moveldup_ps(vx), vy);
+    const __m128 p2 = _mm_mul_ps(_mm_movehdup_ps(vx), _mm_shuffle_ps(vy, vy, _MM_SHUFFLE(2, 3, 0, 1)));
+    store_f(d, join(p1, p2));
   }
   static void block(const Kpl64fc* x, const Kpl64fc* y, Kpl64fc* d) {
     for (int i = 0; i < 2; ++i) {
       const __m128d vx = load_d(x + i), vy = load_d(y + i);
       const __m128d p1 = _mm_mul_pd(_mm_movedup_pd(vx), vy);
       const __m128d p2 = _mm_mul_pd(_mm_unpackhi_pd(vx, vx), _mm_shuffle_pd(vy, vy, 1));
-      store_d(d + i, _mm_addsub_pd(p1, p2));
+      store_d(d + i, join(p1, p2));
     }
   }
 };
-
-// y times the conjugate of x: (c + id)(a - ib) = (ac + bd) + i(ad - bc), a + ib from x.
-struct PairMulConj {
-  static constexpr size_t kLanes = 2;
-  static void scalar(const Kpl32fc* x, const Kpl32fc* y, Kpl32fc* d) {
-    const Kpl32f a = x->re, b = x->im, c = y->re, e = y->im;
-    *d = Kpl32fc{a * c + b * e, a * e - b * c};
-  }
-  static void scalar(const Kpl64fc* x, const Kpl64fc* y, Kpl64fc* d) {
-    const Kpl64f a = x->re, b = x->im, c = y->re, e = y->im;
-    *d = Kpl64fc{a * c + b * e, a * e - b * c};
-  }
-  static void block(const Kpl32fc* x, const Kpl32fc* y, Kpl32fc* d) {
-    const __m128 vx = load_f(x), vy = load_f(y);
-    const __m128 p1 = _mm_mul_ps(_mm_moveldup_ps(vx), vy);  // ac, ae
-    const __m128 p2 = _mm_mul_ps(_mm_movehdup_ps(vx), _mm_shuffle_ps(vy, vy, _MM_SHUFFLE(2, 3, 0, 1)));  // be, bc
-    store_f(d, _mm_blend_ps(_mm_add_ps(p1, p2), _mm_sub_ps(p1, p2), 0xA));
-  }
-  static void block(const Kpl64fc* x, const Kpl64fc* y, Kpl64fc* d) {
-    for (int i = 0; i < 2; ++i) {
-      const __m128d vx = load_d(x + i), vy = load_d(y + i);
-      const __m128d p1 = _mm_mul_pd(_mm_movedup_pd(vx), vy);
-      const __m128d p2 = _mm_mul_pd(_mm_unpackhi_pd(vx, vx), _mm_shuffle_pd(vy, vy, 1));
-      store_d(d + i, _mm_blend_pd(_mm_add_pd(p1, p2), _mm_sub_pd(p1, p2), 0x2));
-    }
-  }
-};
+using PairMul = PairProduct<false>;
+using PairMulConj = PairProduct<true>;
 
 // The places of a packed product: real-only values at `real0` and, for even
 // lengths, `real1`; `pairs` complex pairs from `first`.

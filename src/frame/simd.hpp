@@ -1,6 +1,7 @@
-// 128-bit loads and stores by element type. Stores are unaligned instructions: the
-// loop driver peels to the destination's boundary, so they land aligned where the
-// destination allows it, and a destination that never aligns still works.
+// 128-bit loads and stores by element type, and additions kept in operand order.
+// Stores are unaligned instructions: the loop driver peels to the destination's
+// boundary, so they land aligned where the destination allows it, and a
+// destination that never aligns still works.
 #pragma once
 
 #include <immintrin.h>
@@ -78,6 +79,25 @@ inline __m128i reverse_elements(__m128i v) {
     }();
     return _mm_shuffle_epi8(v, load_i(pattern.data()));
   }
+}
+
+// An addition compiled as written, x first: the compiler may otherwise swap the
+// operands of a commutative addition, and of two NaNs x86 returns the first.
+inline __m128 add_in_order(__m128 x, __m128 c) {
+  asm("addps %1, %0" : "+x"(x) : "x"(c));
+  return x;
+}
+inline __m128d add_in_order(__m128d x, __m128d c) {
+  asm("addpd %1, %0" : "+x"(x) : "x"(c));
+  return x;
+}
+inline float add_in_order(float x, float c) {
+  asm("addss %1, %0" : "+x"(x) : "x"(c));
+  return x;
+}
+inline double add_in_order(double x, double c) {
+  asm("addsd %1, %0" : "+x"(x) : "x"(c));
+  return x;
 }
 
 }  // namespace q5

@@ -10,32 +10,10 @@
 #include <cstdint>
 
 #include "frame/entry.hpp"
+#include "frame/rounding.hpp"
 
 namespace kpl {
 inline namespace q5 {
-
-// The x87 unit under extended precision and rounding to nearest for a scope,
-// whatever the caller left in its control word; restored after.
-class ExtendedPrecision {
- public:
-  ExtendedPrecision() {
-    __asm__ volatile("fnstcw %0" : "=m"(saved_));
-    const uint16_t want = static_cast<uint16_t>((saved_ & ~kControlBits) | kExtendedNearest);
-    if (want != saved_) __asm__ volatile("fldcw %0" : : "m"(want));
-  }
-  ~ExtendedPrecision() {
-    uint16_t now;
-    __asm__ volatile("fnstcw %0" : "=m"(now));
-    if (now != saved_) __asm__ volatile("fldcw %0" : : "m"(saved_));
-  }
-  ExtendedPrecision(const ExtendedPrecision&) = delete;
-  ExtendedPrecision& operator=(const ExtendedPrecision&) = delete;
-
- private:
-  static constexpr uint16_t kControlBits = 0x0F00;      // precision (8-9) and rounding (10-11)
-  static constexpr uint16_t kExtendedNearest = 0x0300;  // 64-bit significand, to nearest
-  uint16_t saved_;
-};
 
 // Block sizes of the fast single-precision kernels, in elements.
 constexpr size_t kFastSumBlock = 32768;

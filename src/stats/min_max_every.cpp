@@ -12,41 +12,32 @@
 #include "frame/entry.hpp"
 #include "frame/loop.hpp"
 #include "frame/simd.hpp"
+#include "stats/extreme_lanes.hpp"
 
 using namespace kpl;
 
 namespace {
 
+// The instructions of each type, through its lanes: first < second ? first :
+// second (>, for the maximum), in the scalar steps too.
 struct MinOf {
   template <class T>
   static T scalar(T a, T b) {
-    return a < b ? a : b;
+    return ExtremeLanes<T>::min(a, b);
   }
-  static __m128i vec(const Kpl8u*, __m128i a, __m128i b) { return _mm_min_epu8(a, b); }
-  static __m128i vec(const Kpl16u*, __m128i a, __m128i b) { return _mm_min_epu16(a, b); }
-  static __m128i vec(const Kpl16s*, __m128i a, __m128i b) { return _mm_min_epi16(a, b); }
-  static __m128i vec(const Kpl32s*, __m128i a, __m128i b) { return _mm_min_epi32(a, b); }
-  static __m128i vec(const Kpl32f*, __m128i a, __m128i b) {
-    return _mm_castps_si128(_mm_min_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b)));
-  }
-  static __m128i vec(const Kpl64f*, __m128i a, __m128i b) {
-    return _mm_castpd_si128(_mm_min_pd(_mm_castsi128_pd(a), _mm_castsi128_pd(b)));
+  template <class L, class V>
+  static V vec(V a, V b) {
+    return L::vmin(a, b);
   }
 };
 struct MaxOf {
   template <class T>
   static T scalar(T a, T b) {
-    return a > b ? a : b;
+    return ExtremeLanes<T>::max(a, b);
   }
-  static __m128i vec(const Kpl8u*, __m128i a, __m128i b) { return _mm_max_epu8(a, b); }
-  static __m128i vec(const Kpl16u*, __m128i a, __m128i b) { return _mm_max_epu16(a, b); }
-  static __m128i vec(const Kpl16s*, __m128i a, __m128i b) { return _mm_max_epi16(a, b); }
-  static __m128i vec(const Kpl32s*, __m128i a, __m128i b) { return _mm_max_epi32(a, b); }
-  static __m128i vec(const Kpl32f*, __m128i a, __m128i b) {
-    return _mm_castps_si128(_mm_max_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b)));
-  }
-  static __m128i vec(const Kpl64f*, __m128i a, __m128i b) {
-    return _mm_castpd_si128(_mm_max_pd(_mm_castsi128_pd(a), _mm_castsi128_pd(b)));
+  template <class L, class V>
+  static V vec(V a, V b) {
+    return L::vmax(a, b);
   }
 };
 
@@ -57,10 +48,11 @@ struct EveryOp {
   static constexpr size_t kLanes = 2 * kPerVector;
   void scalar(const T* a, const T* b, T* d) const { *d = Pick::scalar(*a, *b); }
   void block(const T* a, const T* b, T* d) const {
-    const __m128i r0 = Pick::vec(a, load_i(a), load_i(b));
-    const __m128i r1 = Pick::vec(a, load_i(a + kPerVector), load_i(b + kPerVector));
-    store_i(d, r0);
-    store_i(d + kPerVector, r1);
+    using L = ExtremeLanes<T>;
+    const auto r0 = Pick::template vec<L>(L::load(a), L::load(b));
+    const auto r1 = Pick::template vec<L>(L::load(a + kPerVector), L::load(b + kPerVector));
+    L::store(d, r0);
+    L::store(d + kPerVector, r1);
   }
 };
 

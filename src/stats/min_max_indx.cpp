@@ -7,78 +7,14 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <type_traits>
 
 #include "frame/entry.hpp"
 #include "frame/simd.hpp"
+#include "stats/extreme_lanes.hpp"
 
 using namespace kpl;
 
 namespace {
-
-// Lanes of all-ones where the element equals v, as bytes; the scalar test is the
-// same comparison (so -0.0 equals +0.0 and a NaN equals nothing).
-template <class T>
-struct Equal;
-template <>
-struct Equal<Kpl8u> {
-  static __m128i vec(const Kpl8u* p, Kpl8u v) { return _mm_cmpeq_epi8(load_i(p), _mm_set1_epi8(static_cast<char>(v))); }
-};
-template <>
-struct Equal<Kpl16u> {
-  static __m128i vec(const Kpl16u* p, Kpl16u v) {
-    return _mm_cmpeq_epi16(load_i(p), _mm_set1_epi16(static_cast<short>(v)));
-  }
-};
-template <>
-struct Equal<Kpl16s> {
-  static __m128i vec(const Kpl16s* p, Kpl16s v) { return _mm_cmpeq_epi16(load_i(p), _mm_set1_epi16(v)); }
-};
-template <>
-struct Equal<Kpl32u> {
-  static __m128i vec(const Kpl32u* p, Kpl32u v) {
-    return _mm_cmpeq_epi32(load_i(p), _mm_set1_epi32(static_cast<int>(v)));
-  }
-};
-template <>
-struct Equal<Kpl32s> {
-  static __m128i vec(const Kpl32s* p, Kpl32s v) { return _mm_cmpeq_epi32(load_i(p), _mm_set1_epi32(v)); }
-};
-template <>
-struct Equal<Kpl32f> {
-  static __m128i vec(const Kpl32f* p, Kpl32f v) { return _mm_castps_si128(_mm_cmpeq_ps(load_f(p), _mm_set1_ps(v))); }
-};
-template <>
-struct Equal<Kpl64f> {
-  static __m128i vec(const Kpl64f* p, Kpl64f v) { return _mm_castpd_si128(_mm_cmpeq_pd(load_d(p), _mm_set1_pd(v))); }
-};
-
-// The magnitude clamped to the positive range, as MinAbs and MaxAbs compare it:
-// the most negative integer counts as the largest positive one.
-template <class T>
-struct EqualAbs;
-template <>
-struct EqualAbs<Kpl16s> {
-  static __m128i vec(const Kpl16s* p, Kpl16s v) {
-    const __m128i m = _mm_min_epu16(_mm_abs_epi16(load_i(p)), _mm_set1_epi16(INT16_MAX));
-    return _mm_cmpeq_epi16(m, _mm_set1_epi16(v));
-  }
-};
-template <>
-struct EqualAbs<Kpl32s> {
-  static __m128i vec(const Kpl32s* p, Kpl32s v) {
-    const __m128i m = _mm_min_epu32(_mm_abs_epi32(load_i(p)), _mm_set1_epi32(INT32_MAX));
-    return _mm_cmpeq_epi32(m, _mm_set1_epi32(v));
-  }
-};
-
-template <class T>
-T clamped_abs(T x) {
-  using U = std::make_unsigned_t<T>;
-  const U m = x < 0 ? static_cast<U>(U{0} - static_cast<U>(x)) : static_cast<U>(x);
-  const U top = static_cast<U>(static_cast<U>(~U{0}) >> 1);
-  return static_cast<T>(m > top ? top : m);
-}
 
 // The first i in [0, n) whose element (or clamped magnitude) equals v; 0 when none
 // does. Four vectors a round, then the rest one element at a time, never reading
@@ -87,11 +23,14 @@ template <class T, bool kAbs>
 int first_equal(const T* p, size_t n, T v) {
   constexpr size_t kPer = 16 / sizeof(T);
   constexpr size_t kRound = 4 * kPer;
+  using L = ExtremeLanes<T>;
+  // Lanes of all-ones where the element (or clamped magnitude) equals v; the
+  // scalar test is the same comparison, so -0.0 equals +0.0 and a NaN nothing.
   auto eq = [v](const T* q) {
     if constexpr (kAbs) {
-      return EqualAbs<T>::vec(q, v);
+      return L::eq(ClampedAbs<T>::vec(L::load(q)), L::set1(v));
     } else {
-      return Equal<T>::vec(q, v);
+      return L::eq(L::load(q), L::set1(v));
     }
   };
   size_t i = 0;
@@ -105,7 +44,7 @@ int first_equal(const T* p, size_t n, T v) {
   }
   for (; i < n; ++i) {
     if constexpr (kAbs) {
-      if (clamped_abs(p[i]) == v) return static_cast<int>(i);
+      if (ClampedAbs<T>::scalar(p[i]) == v) return static_cast<int>(i);
     } else {
       if (p[i] == v) return static_cast<int>(i);
     }
