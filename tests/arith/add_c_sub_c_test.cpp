@@ -20,6 +20,7 @@
 #include "support/fenced.hpp"
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
@@ -286,31 +287,9 @@ TEST(FloatConstEdges, ZeroConstantCopiesOnlyWhereDocumented) {
 // Integer reference: the exact result in 128 bits, scaled by a division that
 // rounds by comparing twice the remainder with the divisor.
 
-enum class Mode { kZero = 0, kNearEven = 1, kNearAway = 2 };
-
 __int128 exact_ref(Kind k, __int128 x, __int128 c, bool clamp_negative) {
   const __int128 r = k == Kind::kAdd ? x + c : (k == Kind::kSub ? x - c : c - x);
   return clamp_negative && r < 0 ? 0 : r;
-}
-
-template <class P>
-P scaled_ref(__int128 x, int s, Mode mode = Mode::kNearEven) {
-  constexpr __int128 lo = std::numeric_limits<P>::lowest(), hi = std::numeric_limits<P>::max();
-  __int128 y;
-  if (s > 0) {
-    if (s >= 100) return 0;
-    const __int128 d = __int128{1} << s;
-    y = x / d;  // toward zero
-    const __int128 r = x % d, twice = 2 * (r < 0 ? -r : r), step = x < 0 ? -1 : 1;
-    if (mode != Mode::kZero && (twice > d || (twice == d && (mode == Mode::kNearAway || y % 2 != 0)))) y += step;
-  } else if (s < 0) {
-    const __int128 big = __int128{1} << 64;
-    if (x != 0 && (s <= -64 || (x < 0 ? -x : x) > (big >> -s))) return x > 0 ? static_cast<P>(hi) : static_cast<P>(lo);
-    y = x == 0 ? 0 : x * (__int128{1} << -s);
-  } else {
-    y = x;
-  }
-  return static_cast<P>(y < lo ? lo : (y > hi ? hi : y));
 }
 
 template <class F>
@@ -319,7 +298,7 @@ void int_expect(const typename F::Elem* src, typename F::Elem val, typename F::E
   for (size_t i = 0; i < n; ++i) {
     for (size_t k = 0; k < F::kParts; ++k) {
       const P x = reinterpret_cast<const P*>(src + i)[k], c = reinterpret_cast<const P*>(&val)[k];
-      reinterpret_cast<P*>(want + i)[k] = scaled_ref<P>(exact_ref(F::kind, x, c, std::is_unsigned_v<P>), s);
+      reinterpret_cast<P*>(want + i)[k] = scaled<P>(exact_ref(F::kind, x, c, std::is_unsigned_v<P>), s);
     }
   }
 }
@@ -710,7 +689,7 @@ TEST(ScaledConstSixtyFour, MatchesExactReference) {
           const T val = call % 4 == 0 ? T{0} : (call % 4 == 1 ? sp[call % sp.size()] : static_cast<T>(r.next()));
           ASSERT_EQ(fn(src.data(), val, dst.data(), static_cast<Kpl32u>(len), s, mode), kplStsOk);
           for (size_t i = 0; i < len; ++i) {
-            const T want = scaled_ref<T>(static_cast<__int128>(src[i]) + val, s, static_cast<Mode>(mode));
+            const T want = scaled<T>(static_cast<__int128>(src[i]) + val, s, rnd_of(mode));
             ASSERT_EQ(dst[i], want) << +src[i] << "+" << +val << " s=" << s << " mode " << mode;
           }
           ASSERT_TRUE(dst.guards_intact());

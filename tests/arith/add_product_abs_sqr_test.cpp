@@ -20,6 +20,7 @@
 #include "support/errors.hpp"
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
@@ -260,24 +261,6 @@ TYPED_TEST(AbsSqr, MatchesReferenceOutOfPlaceAndInPlace) {
 
 // ---- Scaled AddProduct ----
 
-// x * 2^-s rounded to nearest with ties to even, saturated to D: floor division
-// and a comparison of the remainder with half the divisor.
-template <class D>
-D scaled_ref(__int128 x, int s) {
-  __int128 y = x;
-  if (s > 0) {
-    const __int128 unit = __int128{1} << s;
-    __int128 q = x >= 0 ? x / unit : -((-x + unit - 1) / unit);  // floor
-    const __int128 r = x - q * unit;                                  // 0 <= r < unit
-    if (2 * r > unit || (2 * r == unit && (q & 1) != 0)) ++q;
-    y = q;
-  } else if (s < 0) {
-    y = x * (__int128{1} << -s);  // |x| < 2^64, -s <= 40: no overflow
-  }
-  constexpr __int128 lo = std::numeric_limits<D>::lowest(), hi = std::numeric_limits<D>::max();
-  return static_cast<D>(y < lo ? lo : (y > hi ? hi : y));
-}
-
 // The double model of the 32-bit form: (a * b + d) * 2^-s in binary64, in that
 // order, clamped, then the nearest integer with ties to even. A zero fill above
 // s = 62; below s = -30 the sign of the exact sum.
@@ -306,7 +289,7 @@ struct ScaledProduct {
     if constexpr (Double) {
       return add_product_32s_ref(a, b, d, s);
     } else {
-      return scaled_ref<D>(__int128{d} + __int128{a} * b, s);
+      return scaled<D>(__int128{d} + __int128{a} * b, s);
     }
   }
 };

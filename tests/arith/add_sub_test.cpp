@@ -21,6 +21,7 @@
 #include "support/errors.hpp"
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
@@ -53,36 +54,6 @@ T float_reference(T a, T b) {
 template <Arith Op>
 __int128 exact(__int128 a, __int128 b) {
   return Op == Arith::kAdd ? a + b : b - a;
-}
-
-__int128 floor_div(__int128 x, __int128 p) {
-  __int128 q = x / p;
-  if (q * p != x && x < 0) --q;
-  return q;
-}
-
-// x * 2^-s, to nearest with ties to even, saturated to T; an unsigned T takes a
-// negative x as 0 first.
-template <class T>
-T scaled_reference(__int128 x, long long s) {
-  constexpr __int128 lo = std::numeric_limits<T>::lowest(), hi = std::numeric_limits<T>::max();
-  if (std::is_unsigned_v<T> && x < 0) x = 0;
-  __int128 y = x;
-  if (s > 0) {
-    if (s >= 100) {
-      y = 0;
-    } else {
-      const __int128 p = __int128{1} << s;
-      y = floor_div(x, p);
-      const __int128 r = x - y * p;  // 0 <= r < p
-      if (2 * r > p || (2 * r == p && (y & 1) != 0)) ++y;
-    }
-  } else if (s < 0 && x != 0) {
-    // Beyond 2^126 every type saturates; below it the product fits.
-    const bool huge = -s >= 126 || x >= (__int128{1} << (126 + s)) || x <= -(__int128{1} << (126 + s));
-    y = huge ? (x > 0 ? hi + 1 : lo - 1) : x * (__int128{1} << -s);
-  }
-  return static_cast<T>(y < lo ? lo : (y > hi ? hi : y));
 }
 
 // ---- Data ----
@@ -327,7 +298,7 @@ void check_scaled(size_t len, size_t oa, size_t ob, int s) {
   fill_integers<F::kOp>(pa, pb, parts, s, len * 4096 + oa * 256 + ob * 16 + static_cast<unsigned>(s));
   std::vector<T> want(parts);
   for (size_t i = 0; i < parts; ++i)
-    want[i] = scaled_reference<T>(exact<F::kOp>(pa[i], pb[i]), s);
+    want[i] = scaled<T>(exact<F::kOp>(pa[i], pb[i]), s);
   const auto a0 = a.snapshot(), b0 = b.snapshot();
   ASSERT_EQ(F::out(a.data(), b.data(), d.data(), static_cast<int>(len), s), kplStsOk);
   const T* got = reinterpret_cast<const T*>(d.data());
@@ -401,7 +372,7 @@ TEST(ScaledAddSubExhaustive, Every16sResultAtEveryScale) {
       for (int s = -17; s <= 18; ++s) {
         ASSERT_EQ(f(a.data(), b.data(), d.data(), static_cast<int>(n), s), kplStsOk);
         for (size_t i = 0; i < n; ++i)
-          ASSERT_EQ(d[i], scaled_reference<Kpl16s>(lo + static_cast<int>(i), s)) << "x=" << lo + static_cast<int>(i) << " s=" << s << " split " << split;
+          ASSERT_EQ(d[i], scaled<Kpl16s>(lo + static_cast<int>(i), s)) << "x=" << lo + static_cast<int>(i) << " s=" << s << " split " << split;
       }
     }
   }
@@ -607,7 +578,7 @@ TEST(AddSubAlignment, OddAddressesGiveTheSameValues) {
     for (size_t i = 0; i < len; ++i) {
       Kpl16s x, y, z;
       std::memcpy(&x, a + 2 * i, 2), std::memcpy(&y, b + 2 * i, 2), std::memcpy(&z, d + 2 * i, 2);
-      ASSERT_EQ(z, scaled_reference<Kpl16s>(y - x, 2)) << i;
+      ASSERT_EQ(z, scaled<Kpl16s>(y - x, 2)) << i;
     }
   }
 }

@@ -20,6 +20,7 @@
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
 #include "support/threads.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
@@ -28,29 +29,9 @@ namespace {
 
 using Threads = ThreadCount;
 
-template <class D>
-D clamp_to(long double x) {
-  if (x <= std::numeric_limits<D>::lowest()) return std::numeric_limits<D>::lowest();
-  if (x >= std::numeric_limits<D>::max()) return std::numeric_limits<D>::max();
-  return static_cast<D>(x);
-}
-
 // x * 2^-s / v rounded to nearest, ties to even, exactly (|s| <= 64, 16-bit operands).
-__int128 exact_nearest(int64_t x, int64_t v, int s) {
-  __int128 num = x, den = v;
-  if (s < 0) num *= static_cast<__int128>(1) << -s;
-  if (s > 0) den *= static_cast<__int128>(1) << s;
-  const bool neg = (num < 0) != (den < 0);
-  const __int128 a = num < 0 ? -num : num, b = den < 0 ? -den : den;
-  __int128 q = a / b;
-  const __int128 r2 = 2 * (a % b);
-  if (r2 > b || (r2 == b && (q & 1))) ++q;
-  return neg ? -q : q;
-}
-template <class D>
-D saturate128(__int128 x) {
-  return x < std::numeric_limits<D>::lowest() ? std::numeric_limits<D>::lowest()
-                                               : (x > std::numeric_limits<D>::max() ? std::numeric_limits<D>::max() : static_cast<D>(x));
+i128 exact_nearest(int64_t x, int64_t v, int s) {
+  return round_div(s < 0 ? i128{x} << -s : i128{x}, s > 0 ? i128{v} << s : i128{v});
 }
 
 // ---------------------------------------------------------------------------
@@ -66,7 +47,7 @@ struct IntDivC {
     if constexpr (std::is_same_v<T, Kpl16u>) {
       if (s > Hi) return 0;
       if (s < Lo) return 65535;  // zeros included
-      if (val == 1) return saturate128<T>(exact_nearest(x, 1, s));  // the MulC kernel
+      if (val == 1) return clamp_to<T>(exact_nearest(x, 1, s));  // the MulC kernel
     } else {
       if (s > Hi) return 0;
       if (s < Lo) {
@@ -137,7 +118,7 @@ TEST(IntegerDivCBounds, WithinOneOfTheExactQuotient) {
     if (v == 0) continue;
     Kpl16s q;
     ASSERT_EQ(kplsDivC_16s_Sfs(&x, v, &q, 1, s), kplStsOk);
-    const Kpl16s e = saturate128<Kpl16s>(exact_nearest(x, v, s));
+    const Kpl16s e = clamp_to<Kpl16s>(exact_nearest(x, v, s));
     ASSERT_LE(std::abs(q - e), 1) << x << " / " << v << " s=" << s;
   }
 }
@@ -233,8 +214,8 @@ TEST(DivC16sc, EveryScaleFactor) {
           const int64_t nr = int64_t{src[i].re} * val.re + int64_t{src[i].im} * val.im;
           const int64_t ni = int64_t{src[i].im} * val.re - int64_t{src[i].re} * val.im;
           if (s >= -64) {
-            ASSERT_LE(std::abs(w.re - saturate128<Kpl16s>(exact_nearest(nr, m, s))), 1) << "s=" << s;
-            ASSERT_LE(std::abs(w.im - saturate128<Kpl16s>(exact_nearest(ni, m, s))), 1) << "s=" << s;
+            ASSERT_LE(std::abs(w.re - clamp_to<Kpl16s>(exact_nearest(nr, m, s))), 1) << "s=" << s;
+            ASSERT_LE(std::abs(w.im - clamp_to<Kpl16s>(exact_nearest(ni, m, s))), 1) << "s=" << s;
           }
         }
         ASSERT_TRUE(dst.guards_intact());

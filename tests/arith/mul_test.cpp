@@ -22,40 +22,15 @@
 #include "support/errors.hpp"
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
 
 namespace {
 
-using i128 = __int128;
 
 // ---- References ----
-
-template <class D>
-D saturated(i128 y) {
-  using L = std::numeric_limits<D>;
-  return static_cast<D>(y < L::lowest() ? L::lowest() : (y > L::max() ? L::max() : y));
-}
-
-// x * 2^-s, rounded to nearest with ties to even (from the floor quotient and the
-// remainder), saturated to D.
-template <class D>
-D by_rule(i128 x, int s) {
-  using L = std::numeric_limits<D>;
-  if (s == 0) return saturated<D>(x);
-  if (s < 0) {
-    if (x == 0) return 0;
-    if (s <= -64) return x > 0 ? L::max() : L::lowest();
-    return saturated<D>(x * (i128{1} << -s));
-  }
-  if (s >= 100) return 0;
-  const i128 unit = i128{1} << s, half = unit / 2;
-  i128 q = x >> s;  // floor
-  const i128 r = x - q * unit;
-  if (r > half || (r == half && (q & 1) != 0)) ++q;
-  return saturated<D>(q);
-}
 
 template <class F>
 F nearest_even(F x) {
@@ -67,14 +42,14 @@ F nearest_even(F x) {
 
 template <class D, class A, class B>
 D ref_product(A a, B b, int s) {
-  return by_rule<D>(i128{a} * i128{b}, s);
+  return scaled<D>(i128{a} * i128{b}, s);
 }
 template <class C>
 C ref_complex(C a, C b, int s) {
   using P = decltype(C::re);
-  return {by_rule<P>(i128{a.re} * b.re - i128{a.im} * b.im, s), by_rule<P>(i128{a.im} * b.re + i128{a.re} * b.im, s)};
+  return {scaled<P>(i128{a.re} * b.re - i128{a.im} * b.im, s), scaled<P>(i128{a.im} * b.re + i128{a.re} * b.im, s)};
 }
-Kpl32sc ref_32s32sc(Kpl32s a, Kpl32sc b, int s) { return {by_rule<Kpl32s>(i128{a} * b.re, s), by_rule<Kpl32s>(i128{a} * b.im, s)}; }
+Kpl32sc ref_32s32sc(Kpl32s a, Kpl32sc b, int s) { return {scaled<Kpl32s>(i128{a} * b.re, s), scaled<Kpl32s>(i128{a} * b.im, s)}; }
 
 // Mul_32s: (a * 2^-s) * b in binary64, clamped, to nearest even.
 Kpl32s ref_32s_binary64(Kpl32s a, Kpl32s b, int s) {
@@ -186,31 +161,6 @@ T pick(Rng& r) {
 }
 
 // ---- Comparison and printing ----
-
-template <class T>
-bool same(T x, T y) {
-  if constexpr (std::is_floating_point_v<T>) {
-    return same_bits(&x, &y, 1) || (std::isnan(x) && std::isnan(y));  // two NaNs met: either payload
-  } else if constexpr (std::is_integral_v<T>) {
-    return x == y;
-  } else {
-    return same(x.re, y.re) && same(x.im, y.im);
-  }
-}
-
-template <class T>
-std::string show(T x) {
-  std::ostringstream o;
-  if constexpr (std::is_floating_point_v<T>) {
-    o.precision(std::numeric_limits<T>::max_digits10);
-    o << x;
-  } else if constexpr (std::is_integral_v<T>) {
-    o << +x;
-  } else {
-    o << "(" << show(x.re) << "," << show(x.im) << ")";
-  }
-  return o.str();
-}
 
 // ---- Entries described for the sweep ----
 
@@ -755,10 +705,10 @@ TEST(MulC64s, MatchesExactRuleWhereTheProductIsExact) {
       src[0] = 0, src[1] = 1, src[2] = -1, src[3] = int64_t{3} << 40;
       d.assign(src.data());
       ASSERT_EQ(kplsMulC_64s_ISfs(val, d.data(), n, s), kplStsOk);
-      for (size_t i = 0; i < n; ++i) ASSERT_EQ(d[i], by_rule<Kpl64s>(i128{src[i]} * val, s)) << src[i] << "*" << val << " s=" << s;
+      for (size_t i = 0; i < n; ++i) ASSERT_EQ(d[i], scaled<Kpl64s>(i128{src[i]} * val, s)) << src[i] << "*" << val << " s=" << s;
       Kpl64s fd[3] = {src[4], src[5], src[6]};
       ASSERT_EQ(kplsMulC_64f64s_ISfs(static_cast<Kpl64f>(val), fd, 3, s), kplStsOk);
-      for (size_t i = 0; i < 3; ++i) ASSERT_EQ(fd[i], by_rule<Kpl64s>(i128{src[4 + i]} * val, s)) << "64f s=" << s;
+      for (size_t i = 0; i < 3; ++i) ASSERT_EQ(fd[i], scaled<Kpl64s>(i128{src[4 + i]} * val, s)) << "64f s=" << s;
       ASSERT_TRUE(d.guards_intact());
     }
   }

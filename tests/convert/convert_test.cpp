@@ -22,6 +22,7 @@
 #include "support/errors.hpp"
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
@@ -29,7 +30,6 @@ using namespace kpltest;
 namespace {
 
 using LD = long double;
-using i128 = __int128;
 
 // ---------------------------------------------------------------------------
 // Integer references: the exact value x * 2^-s rounded by a mode, then saturated.
@@ -37,18 +37,9 @@ using i128 = __int128;
 enum class Mode { kNear, kZero, kFin };
 Mode float_mode(int m) { return m == 1 ? Mode::kNear : (m == 0 ? Mode::kZero : Mode::kFin); }
 
-// x / 2^s for s >= 1 by division: floor quotient and remainder, then the mode.
+// x / 2^s for s >= 1, rounded by the mode.
 i128 divide_round(i128 x, int s, Mode m) {
-  if (s > 120) return 0;  // every tested |x| is far below 2^119
-  const i128 den = i128{1} << s;
-  i128 q = x / den, r = x % den;
-  if (r < 0) q -= 1, r += den;  // floor
-  if (r == 0) return q;
-  switch (m) {
-    case Mode::kZero: return x < 0 ? q + 1 : q;
-    case Mode::kFin: return 2 * r > den || (2 * r == den && x >= 0) ? q + 1 : q;
-    default: return 2 * r > den || (2 * r == den && (q % 2 != 0)) ? q + 1 : q;
-  }
+  return round_div(x, i128{1} << std::min(s, 120), m == Mode::kZero ? Rnd::kZero : m == Mode::kFin ? Rnd::kNearAway : Rnd::kNearEven);
 }
 
 i128 clamp128(i128 v, i128 lo, i128 hi) { return v < lo ? lo : (v > hi ? hi : v); }

@@ -29,6 +29,7 @@
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
 #include "support/threads.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
@@ -68,20 +69,6 @@ std::vector<T> make_values(uint64_t seed, bool angles = false) {
     }
   }
   return v;
-}
-
-// Error of `got` in ulps of F at the true value `want`; NaN must meet NaN, and a
-// value beyond the range must give the infinity of its sign.
-template <class F>
-long double ulps(F got, long double want) {
-  using L = std::numeric_limits<F>;
-  if (std::isnan(want) || std::isnan(got)) return std::isnan(want) && std::isnan(got) ? 0 : INFINITY;
-  if (std::fabs(want) > L::max()) return std::isinf(got) && std::signbit(got) == std::signbit(want) ? 0 : INFINITY;
-  if (std::isinf(got)) return INFINITY;
-  int e = 0;
-  std::frexp(want, &e);
-  const int ulp_exp = want == 0 ? L::min_exponent - L::digits : std::max(e - L::digits, L::min_exponent - L::digits);
-  return std::fabs(got - want) / std::ldexp(1.0L, ulp_exp);
 }
 
 #define AT " len=" << len << " offsets " << oa << "," << ob

@@ -19,6 +19,7 @@
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
 #include "support/threads.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
@@ -63,15 +64,6 @@ C inv_ref(C x, R level) {
   return {static_cast<R>(re / den), static_cast<R>(-im / den)};
 }
 
-template <class R>
-long double ulps(R a, R b) {
-  using U = std::conditional_t<sizeof(R) == 4, int32_t, int64_t>;
-  auto key = [](R v) {
-    const U k = std::bit_cast<U>(v);
-    return k < 0 ? static_cast<long double>(std::numeric_limits<U>::min()) - k : static_cast<long double>(k);
-  };
-  return std::fabs(key(a) - key(b));
-}
 
 // 32fc: binary64 inside, one rounding to float: 1 ulp. 64fc: |x|^2, its root
 // and two quotients rounded in binary64: 4 ulps.
@@ -80,7 +72,7 @@ bool agrees(Kpl64f got, Kpl64f want) { return std::isnan(want) ? std::isnan(got)
 template <class C>
 bool agrees(C got, C want) {
   const long double bound = sizeof(C) == 8 ? 1 : 4;
-  auto part = [&](auto g, auto w) { return std::isnan(w) ? std::isnan(g) : ulps(g, w) <= bound; };
+  auto part = [&](auto g, auto w) { return std::isnan(w) ? std::isnan(g) : ulp_distance(g, w) <= bound; };
   return part(got.re, want.re) && part(got.im, want.im);
 }
 

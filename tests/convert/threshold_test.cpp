@@ -19,6 +19,7 @@
 #include "support/errors.hpp"
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
@@ -286,16 +287,6 @@ C scaled_ref(C x, R level) {
     return {static_cast<R>(x.re * f), static_cast<R>(x.im * f)};
   }
 }
-// Distance in units in the last place, across zero.
-template <class R>
-long double ulps(R a, R b) {
-  using U = std::conditional_t<sizeof(R) == 4, int32_t, int64_t>;
-  auto key = [](R v) {
-    const U k = std::bit_cast<U>(v);
-    return k < 0 ? static_cast<long double>(std::numeric_limits<U>::min()) - k : static_cast<long double>(k);
-  };
-  return std::fabs(key(a) - key(b));
-}
 // A scaled part within 3 ulps of the long double result (32fc: binary64, then
 // one rounding; 64fc: |x|^2, its root, the quotient and the product rounded).
 template <class R>
@@ -303,7 +294,7 @@ bool close(R got, R want) {
   if constexpr (std::is_integral_v<R>) {
     return got == want;
   } else {
-    return ulps(got, want) <= 3;
+    return ulp_distance(got, want) <= 3;
   }
 }
 

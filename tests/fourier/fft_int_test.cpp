@@ -19,6 +19,7 @@
 
 #include "kpls.h"
 #include "support/guarded.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
@@ -245,23 +246,6 @@ TEST(FftIntPlans, FreeGetBufSizeAndTags) {
 }
 
 // ---- Reference ----
-
-std::vector<cld> dft(const std::vector<cld>& x, bool inverse, const std::vector<int>& bins) {
-  const size_t n = x.size();
-  std::vector<cld> out(n);
-  const ld two_pi = 6.283185307179586476925286766559L;
-  std::vector<cld> w(n);  // exp(-+ 2 pi i m / n), each angle once
-  for (size_t m = 0; m < n; ++m) {
-    const ld ang = (inverse ? two_pi : -two_pi) * static_cast<ld>(m) / static_cast<ld>(n);
-    w[m] = cld(std::cos(ang), std::sin(ang));
-  }
-  for (int k : bins) {
-    cld acc = 0;
-    for (size_t j = 0; j < n; ++j) acc += x[j] * w[(j * static_cast<size_t>(k)) % n];
-    out[k] = acc;
-  }
-  return out;
-}
 
 // Every bin for small orders, a spread of bins above, so the set stays fast.
 std::vector<int> bins_of(int n) {

@@ -17,6 +17,7 @@
 #include "kpls.h"
 #include "support/errors.hpp"
 #include "support/guarded.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
@@ -232,30 +233,9 @@ std::vector<R> mul_model(Fmt f, const R* x, const R* y, int n, bool conj) {
 }
 
 using i64 = long long;
-Kpl16s sat16(i64 v) { return static_cast<Kpl16s>(v < -32768 ? -32768 : v > 32767 ? 32767 : v); }
-// exact value times 2^-s, to nearest with ties to even, saturated
-Kpl16s round_scaled(i64 v, int s) {
-  if (s <= 0) {
-    if (v == 0) return 0;
-    if (s < -40) return v > 0 ? 32767 : -32768;
-    return sat16(v * (i64{1} << -s));
-  }
-  if (s > 40) return 0;
-  const i64 unit = i64{1} << s;
-  i64 q = v >= 0 ? v / unit : -((-v + unit - 1) / unit);  // floor
-  const i64 rem = v - q * unit;
-  if (2 * rem > unit || (2 * rem == unit && (q & 1))) ++q;
-  return sat16(q);
-}
-// real-only places: truncation towards minus infinity, or saturate-then-shift up
+// real-only places: floor for a positive scale factor, saturate-then-shift up otherwise
 Kpl16s truncated_scaled(i64 p, int s) {
-  if (s > 0) {
-    const i64 unit = s > 40 ? (i64{1} << 40) : (i64{1} << s);
-    i64 q = p >= 0 ? p / unit : -((-p + unit - 1) / unit);
-    return sat16(q);
-  }
-  const i64 q = sat16(p);
-  return s == 0 ? static_cast<Kpl16s>(q) : round_scaled(q, s);
+  return s > 0 ? scaled<Kpl16s>(p, s, Rnd::kFloor) : scaled<Kpl16s>(clamp_to<Kpl16s>(i128{p}), s);
 }
 std::vector<Kpl16s> mul16_model(Fmt f, const Kpl16s* x, const Kpl16s* y, int n, int s) {
   std::vector<Kpl16s> d(n);
@@ -264,8 +244,8 @@ std::vector<Kpl16s> mul16_model(Fmt f, const Kpl16s* x, const Kpl16s* y, int n, 
   for (int k = 0; k < r.pairs; ++k) {
     const int p = r.first + 2 * k;
     const i64 a = x[p], b = x[p + 1], c = y[p], e = y[p + 1];
-    d[p] = round_scaled(a * c - b * e, s);
-    d[p + 1] = round_scaled(a * e + b * c, s);
+    d[p] = scaled<Kpl16s>(a * c - b * e, s);
+    d[p + 1] = scaled<Kpl16s>(a * e + b * c, s);
   }
   return d;
 }

@@ -22,24 +22,15 @@
 #include "support/fenced.hpp"
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
 
 namespace {
 
-using i128 = __int128;
 
 // ---- References ----
-
-template <size_t K, class T>
-T ordered(const std::vector<T>& t) {
-  T p[K] = {};
-  for (size_t i = 0; i < t.size(); ++i) p[i % K] += t[i];
-  for (size_t h = K / 2; h >= 1; h /= 2)
-    for (size_t j = 0; j < h; ++j) p[j] = p[j] + p[j + h];
-  return p[0];
-}
 
 // Parts as doubles (widened where the source is single precision).
 struct CD {
@@ -107,28 +98,6 @@ XI exact(const A* a, const B* b, size_t n) {
   return s;
 }
 
-template <class D>
-D clamp_to(i128 y) {
-  using L = std::numeric_limits<D>;
-  return static_cast<D>(y < L::lowest() ? L::lowest() : (y > L::max() ? L::max() : y));
-}
-template <class D>
-D by_rule(i128 x, int s) {
-  using L = std::numeric_limits<D>;
-  if (s == 0) return clamp_to<D>(x);
-  if (s < 0) {
-    if (x == 0) return 0;
-    if (s <= -64 || x >= (i128{1} << 64) || x <= -(i128{1} << 64)) return x > 0 ? L::max() : L::lowest();
-    return clamp_to<D>(x * (i128{1} << -s));  // below 2^127 in magnitude
-  }
-  if (s >= 100) return 0;
-  const i128 unit = i128{1} << s, half = unit / 2;
-  i128 q = x >> s;
-  const i128 r = x - q * unit;
-  if (r > half || (r == half && (q & 1) != 0)) ++q;
-  return clamp_to<D>(q);
-}
-
 template <class R, class A, class B>
 R ref_int(const A* a, const B* b, size_t n, int s) {
   const XI x = exact(a, b, n);
@@ -136,8 +105,8 @@ R ref_int(const A* a, const B* b, size_t n, int s) {
   else if constexpr (std::is_same_v<R, Kpl64sc>) return {static_cast<Kpl64s>(x.re), static_cast<Kpl64s>(x.im)};
   else if constexpr (std::is_same_v<R, Kpl32f>) return static_cast<Kpl32f>(static_cast<int64_t>(x.re));
   else if constexpr (std::is_same_v<R, Kpl32fc>) return {static_cast<Kpl32f>(static_cast<int64_t>(x.re)), static_cast<Kpl32f>(static_cast<int64_t>(x.im))};
-  else if constexpr (std::is_arithmetic_v<R>) return by_rule<R>(x.re, s);
-  else return {by_rule<decltype(R::re)>(x.re, s), by_rule<decltype(R::re)>(x.im, s)};
+  else if constexpr (std::is_arithmetic_v<R>) return scaled<R>(x.re, s);
+  else return {scaled<decltype(R::re)>(x.re, s), scaled<decltype(R::re)>(x.im, s)};
 }
 
 double nearest_even(double x) {
@@ -179,21 +148,6 @@ T pick(Rng& r, int mode) {
   }
 }
 
-template <class T>
-bool same(T x, T y) {
-  if constexpr (std::is_floating_point_v<T>) return same_bits(&x, &y, 1) || (std::isnan(x) && std::isnan(y));
-  else if constexpr (std::is_integral_v<T>) return x == y;
-  else return same(x.re, y.re) && same(x.im, y.im);
-}
-template <class T>
-std::string show(T x) {
-  std::ostringstream o;
-  o.precision(std::numeric_limits<double>::max_digits10);
-  if constexpr (std::is_arithmetic_v<T>) o << +x;
-  else o << "(" << +x.re << "," << +x.im << ")";
-  return o.str();
-}
-
 // ---- Entries described for the sweep ----
 
 template <auto E, class A_, class B_, class R_, auto Ref, bool Scaled>
@@ -211,13 +165,6 @@ struct Case {
     if constexpr (Scaled) return std::make_tuple(a, b, 4, r, 3); else return std::make_tuple(a, b, 4, r);
   }
 };
-
-std::vector<int> scale_factors() {
-  std::vector<int> s;
-  for (int k = -40; k <= 40; ++k) s.push_back(k);
-  for (int k : {-64, -63, -62, -33, -32, -31, 46, 47, 61, 62, 63, 64, 93, 94, 100, INT_MIN, INT_MAX}) s.push_back(k);
-  return s;
-}
 
 template <class C>
 bool run_once(size_t len, size_t oa, size_t ob, int s, uint64_t seed) {
@@ -246,7 +193,7 @@ bool run_once(size_t len, size_t oa, size_t ob, int s, uint64_t seed) {
 // the extremes from call to call.
 template <class C>
 void sweep_case() {
-  static const std::vector<int> scales = scale_factors();
+  const std::vector<int>& scales = scale_factors();
   size_t k = 0;
   bool ok = true;
   sweep2([&](size_t len, size_t oa, size_t ob) {

@@ -21,13 +21,13 @@
 #include "support/fenced.hpp"
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
 
 namespace {
 
-using i128 = __int128;
 
 // ---- What a reference sees: the elements, or the differences, as exact values ----
 
@@ -47,16 +47,6 @@ CD difference(Kpl64fc x, Kpl64fc y) { return {x.re - y.re, x.im - y.im}; }
 
 // ---- References ----
 
-// The documented order of the float sums.
-template <class T>
-T ordered(const std::vector<T>& t) {
-  T p[8] = {};
-  for (size_t i = 0; i < t.size(); ++i) p[i % 8] += t[i];
-  for (size_t h = 4; h >= 1; h /= 2)
-    for (size_t j = 0; j < h; ++j) p[j] = p[j] + p[j + h];
-  return p[0];
-}
-
 template <class T>
 T ref_inf(const std::vector<T>& v, int) {
   T m = 0;
@@ -70,13 +60,13 @@ template <class T>
 T ref_l1(const std::vector<T>& v, int) {
   std::vector<T> t;
   for (T x : v) t.push_back(std::fabs(x));
-  return ordered(t);
+  return ordered<8>(t);
 }
 template <class T>
 T ref_l2(const std::vector<T>& v, int) {
   std::vector<T> t;
   for (T x : v) t.push_back(x * x);
-  return std::sqrt(ordered(t));
+  return std::sqrt(ordered<8>(t));
 }
 
 double ref_inf_c(const std::vector<CD>& v, int) {
@@ -92,12 +82,12 @@ Kpl32f ref_inf_c32(const std::vector<CD>& v, int s) { return static_cast<Kpl32f>
 double ref_l1_c(const std::vector<CD>& v, int) {
   std::vector<double> t;
   for (CD z : v) t.push_back(std::sqrt(z.re * z.re + z.im * z.im));
-  return ordered(t);
+  return ordered<8>(t);
 }
 double ref_l2_c(const std::vector<CD>& v, int) {  // the parts as one real vector
   std::vector<double> t;
   for (CD z : v) t.push_back(z.re * z.re), t.push_back(z.im * z.im);
-  return std::sqrt(ordered(t));
+  return std::sqrt(ordered<8>(t));
 }
 
 i128 max_abs(const std::vector<int32_t>& v) {
@@ -116,38 +106,13 @@ i128 sum_sq(const std::vector<int32_t>& v) {
   return s;
 }
 
-template <class D>
-D clamp_to(i128 y) {
-  using L = std::numeric_limits<D>;
-  return static_cast<D>(y < L::lowest() ? L::lowest() : (y > L::max() ? L::max() : y));
-}
-
-// x * 2^-s, to nearest with ties to even (from the floor quotient and the
-// remainder), saturated.
-template <class D>
-D by_rule(i128 x, int s) {
-  using L = std::numeric_limits<D>;
-  if (s == 0) return clamp_to<D>(x);
-  if (s < 0) {
-    if (x == 0) return 0;
-    if (s <= -64 || x >= (i128{1} << 64) || x <= -(i128{1} << 64)) return x > 0 ? L::max() : L::lowest();
-    return clamp_to<D>(x * (i128{1} << -s));  // below 2^127 in magnitude
-  }
-  if (s >= 100) return 0;
-  const i128 unit = i128{1} << s, half = unit / 2;
-  i128 q = x >> s;
-  const i128 r = x - q * unit;
-  if (r > half || (r == half && (q & 1) != 0)) ++q;
-  return clamp_to<D>(q);
-}
-
 Kpl32f ref_inf_16s32f(const std::vector<int32_t>& v, int) { return static_cast<Kpl32f>(static_cast<int64_t>(max_abs(v))); }
 Kpl32f ref_l1_16s32f(const std::vector<int32_t>& v, int) { return static_cast<Kpl32f>(static_cast<int64_t>(sum_abs(v))); }
 Kpl32f ref_l2_16s32f(const std::vector<int32_t>& v, int) {
   return static_cast<Kpl32f>(std::sqrt(static_cast<double>(static_cast<int64_t>(sum_sq(v)))));
 }
-Kpl32s ref_inf_16s32s(const std::vector<int32_t>& v, int s) { return by_rule<Kpl32s>(max_abs(v), s); }
-Kpl64s ref_l1_16s64s(const std::vector<int32_t>& v, int s) { return by_rule<Kpl64s>(sum_abs(v), s); }
+Kpl32s ref_inf_16s32s(const std::vector<int32_t>& v, int s) { return scaled<Kpl32s>(max_abs(v), s); }
+Kpl64s ref_l1_16s64s(const std::vector<int32_t>& v, int s) { return scaled<Kpl64s>(sum_abs(v), s); }
 
 // Up to 65536 elements: the sum in 32 unsigned bits, unsaturated at scale 0, a
 // left shift of at most 31 saturating, a truncating right shift, zero from 32 on.
@@ -206,19 +171,6 @@ T pick(Rng& r, int mode) {
   }
 }
 
-template <class T>
-bool same(T x, T y) {
-  if constexpr (std::is_floating_point_v<T>) return same_bits(&x, &y, 1) || (std::isnan(x) && std::isnan(y));
-  else return x == y;
-}
-template <class T>
-std::string show(T x) {
-  std::ostringstream o;
-  o.precision(std::numeric_limits<double>::max_digits10);
-  o << +x;
-  return o.str();
-}
-
 // ---- Entries described for the sweep ----
 
 template <auto E, class S_, class R_, auto Ref, bool Diff, bool Scaled>
@@ -249,15 +201,6 @@ struct Case {
   }
 };
 
-std::vector<int> scale_factors() {
-  std::vector<int> s;
-  for (int k = -40; k <= 40; ++k) s.push_back(k);
-  for (int k : {-64, -63, -62, -33, -32, -31, 62, 63, 64, 100, INT_MIN, INT_MAX}) s.push_back(k);
-  return s;
-}
-
-// One call on fresh vectors: the result against the reference, the guards around
-// it, and the sources left alone.
 template <class C>
 bool run_once(size_t len, size_t ox, size_t oy, int s, uint64_t seed) {
   using S = typename C::S;
@@ -283,7 +226,7 @@ bool run_once(size_t len, size_t ox, size_t oy, int s, uint64_t seed) {
 // through -40..40 and the extremes from call to call.
 template <class C>
 void sweep_case() {
-  static const std::vector<int> scales = scale_factors();
+  const std::vector<int>& scales = scale_factors();
   size_t k = 0;
   bool ok = true;
   auto one = [&](size_t len, size_t ox, size_t oy) {

@@ -19,6 +19,7 @@
 #include "support/fenced.hpp"
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
+#include "support/reference.hpp"
 #include "support/values.hpp"
 
 using namespace kpltest;
@@ -311,34 +312,6 @@ TEST(SumFloat, SpecialValuesAndOneElement) {
 
 namespace {
 
-__int128 floor_div(__int128 x, __int128 p) {
-  __int128 q = x / p;
-  if (q * p != x && (x < 0) != (p < 0)) --q;
-  return q;
-}
-
-// x / p to nearest, ties to even.
-__int128 round_div_even(__int128 x, __int128 p) {
-  __int128 q = floor_div(x, p);
-  const __int128 r = x - q * p;  // 0 <= r < p
-  if (2 * r > p || (2 * r == p && (q & 1) != 0)) ++q;
-  return q;
-}
-
-template <class T>
-T clamp_to(__int128 v) {
-  constexpr __int128 lo = std::numeric_limits<T>::lowest(), hi = std::numeric_limits<T>::max();
-  return static_cast<T>(v < lo ? lo : (v > hi ? hi : v));
-}
-
-// x * 2^-s to nearest even, saturated to T.
-template <class T>
-T scaled(__int128 x, int s) {
-  if (s > 0) return s >= 100 ? 0 : clamp_to<T>(round_div_even(x, __int128{1} << s));
-  if (s < 0 && x != 0) return (-s >= 60) ? clamp_to<T>(x > 0 ? __int128{1} << 80 : -(__int128{1} << 80)) : clamp_to<T>(x * (__int128{1} << -s));
-  return clamp_to<T>(x);
-}
-
 // Integer sources: random bits, or runs at the extremes so that every scale
 // factor saturates somewhere, or small values whose sums tie.
 template <class T>
@@ -484,7 +457,7 @@ Kpl16s mean16_reference(__int128 sum, size_t len, int s) {
   if (s <= -60) return sum == 0 ? 0 : (sum > 0 ? 32767 : -32768);
   const __int128 num = s < 0 ? sum * (__int128{1} << -s) : sum;
   const __int128 den = s > 0 ? static_cast<__int128>(len) << s : static_cast<__int128>(len);
-  return clamp_to<Kpl16s>(round_div_even(num, den));
+  return clamp_to<Kpl16s>(round_div(num, den));
 }
 
 // The 32-bit mean: the quotient to nearest even first (or the shifted sum's when
@@ -493,7 +466,7 @@ Kpl16s mean16_reference(__int128 sum, size_t len, int s) {
 Kpl32s mean32_reference(__int128 sum, size_t len, int s) {
   const __int128 n = static_cast<__int128>(len);
   if (s >= 0) {
-    const __int128 q = round_div_even(sum, n);
+    const __int128 q = round_div(sum, n);
     if (s == 0) return clamp_to<Kpl32s>(q);
     if (s >= 100) return 0;
     const __int128 mag = q < 0 ? -q : q, half = __int128{1} << (s - 1);
@@ -502,11 +475,11 @@ Kpl32s mean32_reference(__int128 sum, size_t len, int s) {
   }
   const int k = s < -100 ? 100 : -s;
   if (k >= 32) {
-    const __int128 q = round_div_even(sum, n);
+    const __int128 q = round_div(sum, n);
     return q == 0 ? 0 : (q > 0 ? INT_MAX : INT_MIN);
   }
-  if (sum >= -(__int128{1} << 31) && sum < (__int128{1} << 31)) return clamp_to<Kpl32s>(round_div_even(sum << k, n));
-  return clamp_to<Kpl32s>(round_div_even(sum, n) * (__int128{1} << k));
+  if (sum >= -(__int128{1} << 31) && sum < (__int128{1} << 31)) return clamp_to<Kpl32s>(round_div(sum << k, n));
+  return clamp_to<Kpl32s>(round_div(sum, n) * (__int128{1} << k));
 }
 
 }  // namespace
