@@ -23,6 +23,7 @@
 #include "support/sweep.hpp"
 #include "support/reference.hpp"
 #include "support/values.hpp"
+#include "stats/reduction_cases.hpp"
 
 using namespace kpltest;
 
@@ -150,32 +151,14 @@ Kpl64s ref_l2sqr_16s64s(const std::vector<int32_t>& v, int s) {
 
 // ---- Values ----
 
-template <class T>
-T pick(Rng& r, int mode) {
-  if constexpr (std::is_same_v<T, Kpl16s>) {
-    static const Kpl16s pool[] = {-32768, -32767, -1, 0, 1, 32766, 32767};
-    if (mode == 2 || r.next() % 4 == 0) return pool[r.next() % 7];
-    return static_cast<Kpl16s>(r.next());
-  } else if constexpr (std::is_floating_point_v<T>) {
-    if (mode == 2 && r.next() % 8 == 0) {
-      static const std::vector<T> sp = [] {
-        if constexpr (sizeof(T) == 4) return special_floats(); else return special_doubles();
-      }();
-      return sp[r.next() % sp.size()];
-    }
-    const T x = static_cast<T>(r.uniform(-2.0, 2.0));
-    return mode == 1 ? std::ldexp(x, static_cast<int>(r.next() % 41) - 20) : x;
-  } else {
-    using P = decltype(T::re);
-    return T{pick<P>(r, mode), pick<P>(r, mode)};
-  }
-}
 
 // ---- Entries described for the sweep ----
 
 template <auto E, class S_, class R_, auto Ref, bool Diff, bool Scaled>
 struct Case {
   using S = S_;
+  using A = S_;
+  using B = S_;
   using R = R_;
   static constexpr bool diff = Diff, scaled = Scaled;
   static constexpr size_t len_index = Diff ? 2 : 1;
@@ -201,26 +184,6 @@ struct Case {
   }
 };
 
-template <class C>
-bool run_once(size_t len, size_t ox, size_t oy, int s, uint64_t seed) {
-  using S = typename C::S;
-  using R = typename C::R;
-  Guarded<S> x(len, ox), y(len, oy);
-  Guarded<R> r(1, (ox + oy) % 4);
-  Rng rng(seed);
-  const int mode = static_cast<int>(rng.next() % 3);
-  for (size_t i = 0; i < len; ++i) x[i] = pick<S>(rng, mode), y[i] = pick<S>(rng, mode);
-  const R want = C::ref(x.data(), y.data(), len, s);
-  const auto x0 = x.snapshot(), y0 = y.snapshot();
-  const KplStatus st = C::call(x.data(), y.data(), static_cast<int>(len), r.data(), s);
-  const std::string at = " len=" + std::to_string(len) + " offsets " + std::to_string(ox) + "," + std::to_string(oy) +
-                         " s=" + std::to_string(s) + " mode " + std::to_string(mode);
-  if (st != kplStsOk) return ADD_FAILURE() << "status " << st << at, false;
-  if (!same(r[0], want)) return ADD_FAILURE() << "gave " << show(r[0]) << ", want " << show(want) << at, false;
-  if (!r.guards_intact()) return ADD_FAILURE() << "result guards" << at, false;
-  if (!x.unchanged_since(x0) || !y.unchanged_since(y0)) return ADD_FAILURE() << "a source changed" << at, false;
-  return true;
-}
 
 // Every length and offset (both offsets for differences), the scale factor moving
 // through -40..40 and the extremes from call to call.
@@ -243,19 +206,6 @@ void sweep_case() {
   }
 }
 
-// Each pointer null, each bad length, and a null with a bad length; nothing written.
-template <class C>
-void checks_write_nothing() {
-  using S = typename C::S;
-  using R = typename C::R;
-  Guarded<S> x(4), y(4);
-  Guarded<R> r(1);
-  fill_random_bits(x.data(), 4, 1), fill_random_bits(y.data(), 4, 2), fill_random_bits(r.data(), 1, 3);
-  const auto x0 = x.snapshot(), y0 = y.snapshot(), r0 = r.snapshot();
-  expect_checks<C::len_index>(C::entry, C::good(x.data(), y.data(), r.data()),
-                              ::testing::UnitTest::GetInstance()->current_test_info()->type_param());
-  EXPECT_TRUE(x.unchanged_since(x0) && y.unchanged_since(y0) && r.unchanged_since(r0));
-}
 
 #define NORM_CASES(Op, Diff)                                                                               \
   Case<kpls##Op##_Inf_32f, Kpl32f, Kpl32f, ref_inf<float>, Diff, false>,                                      \
