@@ -3,8 +3,6 @@
 
 #include <cpuid.h>
 
-#include <cstring>
-
 namespace kpl {
 inline namespace q5 {
 namespace {
@@ -30,23 +28,19 @@ size_t largest_cache(unsigned leaf) {
 }  // namespace
 
 size_t last_level_cache_bytes() {
-  unsigned max_leaf, b, c, d;
+  // The standard leaf 4 first; processors that leave it empty describe their
+  // caches in the extended leaf 0x8000001D, present with topology extensions.
+  unsigned max_leaf, a, b, c, d;
   if (!__get_cpuid(0, &max_leaf, &b, &c, &d)) return 0;
-  char vendor[13];
-  std::memcpy(vendor, &b, 4);
-  std::memcpy(vendor + 4, &d, 4);
-  std::memcpy(vendor + 8, &c, 4);
-  vendor[12] = '\0';
-  if (std::strcmp(vendor, "GenuineIntel") == 0) return max_leaf >= 4 ? largest_cache(4) : 0;
-  if (std::strcmp(vendor, "AuthenticAMD") == 0 || std::strcmp(vendor, "HygonGenuine") == 0) {
-    unsigned max_ext, a;
-    __cpuid(0x80000000u, max_ext, b, c, d);
-    if (max_ext < 0x8000001Du) return 0;
-    __cpuid(0x80000001u, a, b, c, d);
-    if (!(c & (1u << 22))) return 0;  // no topology extensions: the leaf is not there
-    return largest_cache(0x8000001Du);
+  if (max_leaf >= 4) {
+    if (const size_t bytes = largest_cache(4)) return bytes;
   }
-  return 0;
+  unsigned max_ext;
+  __cpuid(0x80000000u, max_ext, b, c, d);
+  if (max_ext < 0x8000001Du) return 0;
+  __cpuid(0x80000001u, a, b, c, d);
+  if (!(c & (1u << 22))) return 0;  // no topology extensions: the leaf is not there
+  return largest_cache(0x8000001Du);
 }
 
 }  // namespace q5
