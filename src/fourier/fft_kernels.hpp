@@ -488,30 +488,57 @@ __attribute__((always_inline)) inline void dft4(V a, V b, V c, V d, V* y, size_t
   y[0] = s0 + s1, y[stride] = d0 + d1, y[2 * stride] = s0 - s1, y[3 * stride] = d0 - d1;
 }
 
+// Lane-wise arithmetic of the split vectors' halves.
+inline __m128 vadd(__m128 a, __m128 b) { return _mm_add_ps(a, b); }
+inline __m128d vadd(__m128d a, __m128d b) { return _mm_add_pd(a, b); }
+inline __m128 vsub(__m128 a, __m128 b) { return _mm_sub_ps(a, b); }
+inline __m128d vsub(__m128d a, __m128d b) { return _mm_sub_pd(a, b); }
+inline __m128 vmul(__m128 a, __m128 b) { return _mm_mul_ps(a, b); }
+inline __m128d vmul(__m128d a, __m128d b) { return _mm_mul_pd(a, b); }
+
+// Products by the fixed roots of the first stage, from three real constants
+// instead of five complex splats: the first stage runs out of registers, and
+// w^2 = h (1 - i) needs half the multiplies of a general twiddle.
+template <bool Inv, class V, class R>
+__attribute__((always_inline)) inline V mul_w2(V x, R h) {  // exp(-2 pi i 2/16), conjugated for Inv
+  if constexpr (Inv) return {vmul(vsub(x.r, x.i), h), vmul(vadd(x.i, x.r), h)};
+  else return {vmul(vadd(x.r, x.i), h), vmul(vsub(x.i, x.r), h)};
+}
+template <bool Inv, class V, class R>
+__attribute__((always_inline)) inline V mul_cs(V x, R c, R s) {  // times c - i s, conjugated for Inv
+  if constexpr (Inv) return {vsub(vmul(x.r, c), vmul(x.i, s)), vadd(vmul(x.i, c), vmul(x.r, s))};
+  else return {vadd(vmul(x.r, c), vmul(x.i, s)), vsub(vmul(x.i, c), vmul(x.r, s))};
+}
+
 // The radix-16 (even orders) or radix-8 (odd) DFTs of `lanes` rows from r: y[k]
 // holds output k of every row, in natural order of k.
 template <bool Inv, class V, class S>
 __attribute__((always_inline)) inline void first_stage_rows(S src, size_t r, size_t q, size_t radix, V* y) {
   using T = std::conditional_t<V::lanes == 4, float, double>;
-  const T h = static_cast<T>(0.70710678118654752440084436210485L);
-  // Forward roots exp(-2 pi i k / 16), k = 2, 6 (and 1, 3, 9 below); conjugated by mul<Inv>.
-  const V w2 = splat<V, T>(h, -h), w6 = splat<V, T>(-h, -h);
+  using R = decltype(V{}.r);
+  const T hs = static_cast<T>(0.70710678118654752440084436210485L);
+  const R h = splat<V, T>(hs, hs).r;
+  // exp(-2 pi i 6/16) = exp(-2 pi i 2/16) (-i): a w^2 product and a rotation.
   if (radix == 16) {
-    const T c1 = static_cast<T>(0.92387953251128675612818318939678828682241662586364L);
-    const T s1 = static_cast<T>(0.38268343236508977172845998403039886676134456248563L);
-    const V w1 = splat<V, T>(c1, -s1), w3 = splat<V, T>(s1, -c1), w9 = splat<V, T>(-c1, s1);
+    const T c1s = static_cast<T>(0.92387953251128675612818318939678828682241662586364L);
+    const T s1s = static_cast<T>(0.38268343236508977172845998403039886676134456248563L);
+    const R c1 = splat<V, T>(c1s, c1s).r, s1 = splat<V, T>(s1s, s1s).r;
     // 16 = 4 x 4: DFTs of the streams m2 + 4 m1 over m1, the twiddles
     // exp(-2 pi i m2 k1 / 16), then DFTs over m2; output k1 + 4 k2.
     V a[16];
     for (size_t m2 = 0; m2 < 4; ++m2)
       dft4<Inv>(load_run(src, r + m2 * q), load_run(src, r + (m2 + 4) * q), load_run(src, r + (m2 + 8) * q),
                 load_run(src, r + (m2 + 12) * q), a + 4 * m2, 1);
-    a[5] = V::template mul<Inv>(a[5], w1), a[6] = V::template mul<Inv>(a[6], w2);
-    a[7] = V::template mul<Inv>(a[7], w3), a[9] = V::template mul<Inv>(a[9], w2);
-    a[10] = V::template rot<Inv>(a[10]), a[11] = V::template mul<Inv>(a[11], w6);
-    a[13] = V::template mul<Inv>(a[13], w3), a[14] = V::template mul<Inv>(a[14], w6);
-    a[15] = V::template mul<Inv>(a[15], w9);
-    for (size_t k1 = 0; k1 < 4; ++k1) dft4<Inv>(a[k1], a[4 + k1], a[8 + k1], a[12 + k1], y + k1, 4);
+    // w^1 = c1 - i s1, w^3 = s1 - i c1, w^9 = -w^1.
+    a[5] = mul_cs<Inv>(a[5], c1, s1), a[6] = mul_w2<Inv>(a[6], h);
+    a[7] = mul_cs<Inv>(a[7], s1, c1), a[9] = mul_w2<Inv>(a[9], h);
+    a[10] = V::template rot<Inv>(a[10]), a[11] = V::template rot<Inv>(mul_w2<Inv>(a[11], h));
+    a[13] = mul_cs<Inv>(a[13], s1, c1), a[14] = V::template rot<Inv>(mul_w2<Inv>(a[14], h));
+    a[15] = mul_cs<Inv>(a[15], c1, s1);
+    for (size_t k1 = 0; k1 < 3; ++k1) dft4<Inv>(a[k1], a[4 + k1], a[8 + k1], a[12 + k1], y + k1, 4);
+    // The last column with a[15] negated: its sums and differences trade places.
+    const V s0 = a[3] + a[11], d0 = a[3] - a[11], s1v = a[7] - a[15], d1 = V::template rot<Inv>(a[7] + a[15]);
+    y[3] = s0 + s1v, y[7] = d0 + d1, y[11] = s0 - s1v, y[15] = d0 - d1;
     return;
   }
   // Place m of a group holds stream rev3(m): 0, 4, 2, 6, 1, 5, 3, 7.
@@ -521,10 +548,48 @@ __attribute__((always_inline)) inline void first_stage_rows(S src, size_t r, siz
   const V a0 = x0 + x1, a1 = x0 - x1, a2 = x2 + x3, a3 = V::template rot<Inv>(x2 - x3);
   const V a4 = x4 + x5, a5 = x4 - x5, a6 = x6 + x7, a7 = V::template rot<Inv>(x6 - x7);
   const V b0 = a0 + a2, b2 = a0 - a2, b1 = a1 + a3, b3 = a1 - a3;
-  const V b4 = a4 + a6, b6 = V::template rot<Inv>(a4 - a6), b5 = V::template mul<Inv>(a5 + a7, w2),
-          b7 = V::template mul<Inv>(a5 - a7, w6);
+  const V b4 = a4 + a6, b6 = V::template rot<Inv>(a4 - a6), b5 = mul_w2<Inv>(a5 + a7, h),
+          b7 = V::template rot<Inv>(mul_w2<Inv>(a5 - a7, h));
   y[0] = b0 + b4, y[1] = b1 + b5, y[2] = b2 + b6, y[3] = b3 + b7;
   y[4] = b0 - b4, y[5] = b1 - b5, y[6] = b2 - b6, y[7] = b3 - b7;
+}
+
+// The single-precision radix 16 with the transpose in the middle: after the
+// first DFTs of four, a vector holds one row's outputs k1 = 0..3, so each second
+// DFT of four yields a row's outputs k1 + 4 k2 as a contiguous run and is stored
+// as it is made, instead of all sixteen outputs waiting for the final transposes.
+template <bool Inv, class S>
+__attribute__((always_inline)) inline void radix16_rows_transposed(S src, size_t r, size_t q, Split<float> w,
+                                                                   const size_t* base) {
+  using V = VecSF4;
+  const __m128 h = _mm_set1_ps(0.70710678118654752440084436210485f);
+  const __m128 c1 = _mm_set1_ps(0.92387953251128675612818318939678828682241662586364f);
+  const __m128 s1 = _mm_set1_ps(0.38268343236508977172845998403039886676134456248563f);
+  V a[16];
+  for (size_t m2 = 0; m2 < 4; ++m2) {
+    V* b = a + 4 * m2;
+    dft4<Inv>(load_run(src, r + m2 * q), load_run(src, r + (m2 + 4) * q), load_run(src, r + (m2 + 8) * q),
+              load_run(src, r + (m2 + 12) * q), b, 1);
+    // exp(-2 pi i m2 k1 / 16) on output k1: w^1 = c1 - i s1, w^3 = s1 - i c1,
+    // w^6 = w^2 (-i), w^9 = -w^1.
+    if (m2 == 1) {
+      b[1] = mul_cs<Inv>(b[1], c1, s1), b[2] = mul_w2<Inv>(b[2], h), b[3] = mul_cs<Inv>(b[3], s1, c1);
+    } else if (m2 == 2) {
+      b[1] = mul_w2<Inv>(b[1], h), b[2] = V::template rot<Inv>(b[2]);
+      b[3] = V::template rot<Inv>(mul_w2<Inv>(b[3], h));
+    } else if (m2 == 3) {
+      const V p = mul_cs<Inv>(b[3], c1, s1);
+      b[1] = mul_cs<Inv>(b[1], s1, c1), b[2] = V::template rot<Inv>(mul_w2<Inv>(b[2], h));
+      b[3] = {_mm_xor_ps(p.r, _mm_set1_ps(-0.0f)), _mm_xor_ps(p.i, _mm_set1_ps(-0.0f))};
+    }
+    _MM_TRANSPOSE4_PS(b[0].r, b[1].r, b[2].r, b[3].r);
+    _MM_TRANSPOSE4_PS(b[0].i, b[1].i, b[2].i, b[3].i);  // b[t]: row t, lanes k1
+  }
+  for (size_t t = 0; t < 4; ++t) {
+    V y[4];
+    dft4<Inv>(a[t], a[4 + t], a[8 + t], a[12 + t], y, 1);
+    for (size_t k2 = 0; k2 < 4; ++k2) V::store(w, base[t] + 4 * k2, y[k2]);
+  }
 }
 
 template <bool Inv, class T, class S>
@@ -545,6 +610,13 @@ void gather_first_stage(S src, Split<T> w, int order, size_t u0, size_t u1) {
       const size_t start = hi * hi_stride + (tiled ? u << kTileBits : 0);
       for (size_t r = start; r < start + side; r += lanes) {
         lane_rows<lanes>(g, reverse_bits(r, bits), bits);
+        if constexpr (lanes == 4) {
+          if (radix == 16) {
+            for (size_t t = 0; t < lanes; ++t) base[t] = radix * g[t];
+            radix16_rows_transposed<Inv>(src, r, q, w, base);
+            continue;
+          }
+        }
         V y[16];
         first_stage_rows<Inv>(src, r, q, radix, y);
         for (size_t t = 0; t < lanes; ++t) base[t] = radix * g[t];
