@@ -22,6 +22,7 @@
 #include "support/sweep.hpp"
 #include "support/reference.hpp"
 #include "support/values.hpp"
+#include "arith/arith_cases.hpp"
 
 using namespace kpltest;
 
@@ -29,18 +30,6 @@ namespace {
 
 // ---- Values and comparison ----
 
-template <class T>
-struct PartOf {
-  using type = T;
-};
-template <>
-struct PartOf<Kpl32fc> {
-  using type = Kpl32f;
-};
-template <>
-struct PartOf<Kpl64fc> {
-  using type = Kpl64f;
-};
 template <class T>
 using Part = typename PartOf<T>::type;
 template <class T>
@@ -215,48 +204,26 @@ TEST(AddProductC32f, MatchesReference) {
 
 // ---- Abs and Sqr: out of place and in place ----
 
-template <class T, auto F, auto FI, bool IsAbs>
-struct Unary {
-  using Type = T;
-  static constexpr auto entry = F;
-  static constexpr auto in_place = FI;
-  static T ref(T x) {
-    if constexpr (IsAbs) {
-      return abs_ref(x);
-    } else {
-      return sqr_ref(x);
-    }
-  }
-};
-template <class U>
-class AbsSqr : public ::testing::Test {};
-using UnaryForms = ::testing::Types<
-    Unary<Kpl32f, kplsAbs_32f, kplsAbs_32f_I, true>, Unary<Kpl64f, kplsAbs_64f, kplsAbs_64f_I, true>,
-    Unary<Kpl16s, kplsAbs_16s, kplsAbs_16s_I, true>, Unary<Kpl32s, kplsAbs_32s, kplsAbs_32s_I, true>,
-    Unary<Kpl32f, kplsSqr_32f, kplsSqr_32f_I, false>, Unary<Kpl64f, kplsSqr_64f, kplsSqr_64f_I, false>,
-    Unary<Kpl32fc, kplsSqr_32fc, kplsSqr_32fc_I, false>, Unary<Kpl64fc, kplsSqr_64fc, kplsSqr_64fc_I, false>>;
-TYPED_TEST_SUITE(AbsSqr, UnaryForms);
+template <class T, class Out, class In>
+void unary_family(const char* name, Out out, In in, bool is_abs) {
+  sweep_unary<T, T>(
+      name, out, in, [](T* p, size_t n, uint64_t seed) { fill_values(p, n, seed); },
+      [is_abs](T x) {
+        if constexpr (kComplex<T>) return sqr_ref(x);
+        else return is_abs ? abs_ref(x) : sqr_ref(x);
+      },
+      0, [](T got, T want, T x) { return agrees(got, want, {x}); });
+}
 
-TYPED_TEST(AbsSqr, MatchesReferenceOutOfPlaceAndInPlace) {
-  using T = typename TypeParam::Type;
-  sweep2([](size_t len, size_t oa, size_t ob) {
-    if (::testing::Test::HasFailure()) return;
-    Guarded<T> src(len, oa), dst(len, ob);
-    fill_values(src.data(), len, len * 256 + oa * 16 + ob);
-    fill_random_bits(dst.data(), len, 3);
-    const auto s0 = src.snapshot();
-    std::vector<T> want(len);
-    for (size_t i = 0; i < len; ++i) want[i] = TypeParam::ref(src[i]);
-    ASSERT_EQ(TypeParam::entry(src.data(), dst.data(), static_cast<int>(len)), kplStsOk);
-    for (size_t i = 0; i < len; ++i) ASSERT_TRUE(agrees(dst[i], want[i], {src[i]})) << AT << " i=" << i;
-    EXPECT_TRUE(dst.guards_intact() && src.unchanged_since(s0)) << AT;
-    if (ob == 0) {  // in place, once per source offset
-      const std::vector<T> in = src.values();
-      ASSERT_EQ(TypeParam::in_place(src.data(), static_cast<int>(len)), kplStsOk);
-      for (size_t i = 0; i < len; ++i) ASSERT_TRUE(agrees(src[i], want[i], {in[i]})) << "in place" AT << " i=" << i;
-      EXPECT_TRUE(src.guards_intact()) << "in place" AT;
-    }
-  });
+TEST(AbsSqr, MatchesReferenceOutOfPlaceAndInPlace) {
+  unary_family<Kpl32f>("Abs_32f", kplsAbs_32f, kplsAbs_32f_I, true);
+  unary_family<Kpl64f>("Abs_64f", kplsAbs_64f, kplsAbs_64f_I, true);
+  unary_family<Kpl16s>("Abs_16s", kplsAbs_16s, kplsAbs_16s_I, true);
+  unary_family<Kpl32s>("Abs_32s", kplsAbs_32s, kplsAbs_32s_I, true);
+  unary_family<Kpl32f>("Sqr_32f", kplsSqr_32f, kplsSqr_32f_I, false);
+  unary_family<Kpl64f>("Sqr_64f", kplsSqr_64f, kplsSqr_64f_I, false);
+  unary_family<Kpl32fc>("Sqr_32fc", kplsSqr_32fc, kplsSqr_32fc_I, false);
+  unary_family<Kpl64fc>("Sqr_64fc", kplsSqr_64fc, kplsSqr_64fc_I, false);
 }
 
 // ---- Scaled AddProduct ----

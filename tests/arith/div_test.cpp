@@ -22,6 +22,7 @@
 #include "support/threads.hpp"
 #include "support/reference.hpp"
 #include "support/values.hpp"
+#include "arith/arith_cases.hpp"
 
 using namespace kpltest;
 
@@ -1031,55 +1032,22 @@ bool all_unchanged(const std::vector<uint8_t>* snaps, const G&... g) {
   return (g.unchanged_since(snaps[k++]) && ...);
 }
 
-template <class A, class B, class D, class... Rest>
-void expect_binary_checks(KplStatus (*f)(const A*, const B*, D*, int, Rest...), Rest... rest, const char* name) {
-  Guarded<A> a(4);
-  Guarded<B> b(4);
-  Guarded<D> d(4);
-  fill_random_bits(a.data(), 4, 1), fill_random_bits(b.data(), 4, 2);
-  const std::vector<uint8_t> snaps[] = {a.snapshot(), b.snapshot(), d.snapshot()};
-  expect_checks<3>(f, std::make_tuple(static_cast<const A*>(a.data()), static_cast<const B*>(b.data()), d.data(), 4, rest...), name);
-  EXPECT_TRUE(all_unchanged(snaps, a, b, d)) << name;
-}
-
-template <class A, class D, class... Rest>
-void expect_in_place_checks(KplStatus (*f)(const A*, D*, int, Rest...), Rest... rest, const char* name) {
-  Guarded<A> a(4);
-  Guarded<D> d(4);
-  fill_random_bits(a.data(), 4, 1), fill_random_bits(d.data(), 4, 2);
-  const std::vector<uint8_t> snaps[] = {a.snapshot(), d.snapshot()};
-  expect_checks<2>(f, std::make_tuple(static_cast<const A*>(a.data()), d.data(), 4, rest...), name);
-  EXPECT_TRUE(all_unchanged(snaps, a, d)) << name;
-}
-
 TEST(DivChecks, PointersThenLengthThenMode) {
-  expect_binary_checks(kplsDiv_32f, "Div_32f");
-  expect_binary_checks(kplsDiv_64f, "Div_64f");
-  expect_binary_checks(kplsDiv_32fc, "Div_32fc");
-  expect_binary_checks(kplsDiv_64fc, "Div_64fc");
-  expect_in_place_checks(kplsDiv_32f_I, "Div_32f_I");
-  expect_in_place_checks(kplsDiv_64f_I, "Div_64f_I");
-  expect_in_place_checks(kplsDiv_32fc_I, "Div_32fc_I");
-  expect_in_place_checks(kplsDiv_64fc_I, "Div_64fc_I");
+  expect_entry_checks("Div_32f", kplsDiv_32f, kplsDiv_32f_I);
+  expect_entry_checks("Div_64f", kplsDiv_64f, kplsDiv_64f_I);
+  expect_entry_checks("Div_32fc", kplsDiv_32fc, kplsDiv_32fc_I);
+  expect_entry_checks("Div_64fc", kplsDiv_64fc, kplsDiv_64fc_I);
   for (int s : {0, -99, 99}) {
-    expect_binary_checks<Kpl8u, Kpl8u, Kpl8u, int>(kplsDiv_8u_Sfs, s, "Div_8u_Sfs");
-    expect_binary_checks<Kpl16u, Kpl16u, Kpl16u, int>(kplsDiv_16u_Sfs, s, "Div_16u_Sfs");
-    expect_binary_checks<Kpl16s, Kpl16s, Kpl16s, int>(kplsDiv_16s_Sfs, s, "Div_16s_Sfs");
-    expect_binary_checks<Kpl16sc, Kpl16sc, Kpl16sc, int>(kplsDiv_16sc_Sfs, s, "Div_16sc_Sfs");
-    expect_binary_checks<Kpl32s, Kpl32s, Kpl32s, int>(kplsDiv_32s_Sfs, s, "Div_32s_Sfs");
-    expect_binary_checks<Kpl16s, Kpl32s, Kpl16s, int>(kplsDiv_32s16s_Sfs, s, "Div_32s16s_Sfs");
-    expect_in_place_checks<Kpl8u, Kpl8u, int>(kplsDiv_8u_ISfs, s, "Div_8u_ISfs");
-    expect_in_place_checks<Kpl16u, Kpl16u, int>(kplsDiv_16u_ISfs, s, "Div_16u_ISfs");
-    expect_in_place_checks<Kpl16s, Kpl16s, int>(kplsDiv_16s_ISfs, s, "Div_16s_ISfs");
-    expect_in_place_checks<Kpl16sc, Kpl16sc, int>(kplsDiv_16sc_ISfs, s, "Div_16sc_ISfs");
-    expect_in_place_checks<Kpl32s, Kpl32s, int>(kplsDiv_32s_ISfs, s, "Div_32s_ISfs");
+    expect_entry_checks("Div_8u_Sfs", kplsDiv_8u_Sfs, kplsDiv_8u_ISfs, s);
+    expect_entry_checks("Div_16u_Sfs", kplsDiv_16u_Sfs, kplsDiv_16u_ISfs, s);
+    expect_entry_checks("Div_16s_Sfs", kplsDiv_16s_Sfs, kplsDiv_16s_ISfs, s);
+    expect_entry_checks("Div_16sc_Sfs", kplsDiv_16sc_Sfs, kplsDiv_16sc_ISfs, s);
+    expect_entry_checks("Div_32s_Sfs", kplsDiv_32s_Sfs, kplsDiv_32s_ISfs, s);
+    expect_entry_checks("Div_32s16s_Sfs", kplsDiv_32s16s_Sfs, nullptr, s);
     for (int mode : {0, 2, 3, -1}) {  // a bad mode loses to the pointers and the length
-      expect_binary_checks<Kpl8u, Kpl8u, Kpl8u, KplRoundMode, int>(kplsDiv_Round_8u_Sfs, mode, s, "Div_Round_8u_Sfs");
-      expect_binary_checks<Kpl16u, Kpl16u, Kpl16u, KplRoundMode, int>(kplsDiv_Round_16u_Sfs, mode, s, "Div_Round_16u_Sfs");
-      expect_binary_checks<Kpl16s, Kpl16s, Kpl16s, KplRoundMode, int>(kplsDiv_Round_16s_Sfs, mode, s, "Div_Round_16s_Sfs");
-      expect_in_place_checks<Kpl8u, Kpl8u, KplRoundMode, int>(kplsDiv_Round_8u_ISfs, mode, s, "Div_Round_8u_ISfs");
-      expect_in_place_checks<Kpl16u, Kpl16u, KplRoundMode, int>(kplsDiv_Round_16u_ISfs, mode, s, "Div_Round_16u_ISfs");
-      expect_in_place_checks<Kpl16s, Kpl16s, KplRoundMode, int>(kplsDiv_Round_16s_ISfs, mode, s, "Div_Round_16s_ISfs");
+      expect_entry_checks("Div_Round_8u_Sfs", kplsDiv_Round_8u_Sfs, kplsDiv_Round_8u_ISfs, mode, s);
+      expect_entry_checks("Div_Round_16u_Sfs", kplsDiv_Round_16u_Sfs, kplsDiv_Round_16u_ISfs, mode, s);
+      expect_entry_checks("Div_Round_16s_Sfs", kplsDiv_Round_16s_Sfs, kplsDiv_Round_16s_ISfs, mode, s);
     }
   }
   // DivCRev: the constant form's pointers and length, also with a zero constant.

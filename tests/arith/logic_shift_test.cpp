@@ -16,6 +16,7 @@
 #include "support/guarded.hpp"
 #include "support/sweep.hpp"
 #include "support/values.hpp"
+#include "arith/arith_cases.hpp"
 
 using namespace kpltest;
 
@@ -56,108 +57,38 @@ void fill_data(T* p, size_t n, uint64_t seed) {
   for (size_t i = seed % 3; i < n; i += 3) p[i] = sp[(i + seed) % sp.size()];
 }
 
-// ---- Two vectors ----
+// ---- Two vectors, vector and constant, Not ----
 
-// An entry and its in-place form, with the operation of the reference (Not is
-// the exclusive or with all ones).
-template <class T, auto Entry, auto EntryInPlace, Bit Op>
-struct Form {
-  using Type = T;
-  static constexpr auto entry = Entry;
-  static constexpr auto entry_in_place = EntryInPlace;
-  static constexpr Bit op = Op;
+template <class T>
+struct DataFill {
+  void operator()(T* a, size_t n, uint64_t seed) const { fill_data(a, n, seed); }
+  void operator()(T* a, T* b, size_t n, uint64_t seed) const { fill_data(a, n, seed), fill_data(b, n, seed + 7); }
 };
 
-template <class F>
-class LogicTwoVectors : public ::testing::Test {};
-using TwoVectorForms = ::testing::Types<
-    Form<Kpl8u, kplsAnd_8u, kplsAnd_8u_I, Bit::kAnd>, Form<Kpl16u, kplsAnd_16u, kplsAnd_16u_I, Bit::kAnd>,
-    Form<Kpl32u, kplsAnd_32u, kplsAnd_32u_I, Bit::kAnd>, Form<Kpl8u, kplsOr_8u, kplsOr_8u_I, Bit::kOr>,
-    Form<Kpl16u, kplsOr_16u, kplsOr_16u_I, Bit::kOr>, Form<Kpl32u, kplsOr_32u, kplsOr_32u_I, Bit::kOr>,
-    Form<Kpl8u, kplsXor_8u, kplsXor_8u_I, Bit::kXor>, Form<Kpl16u, kplsXor_16u, kplsXor_16u_I, Bit::kXor>,
-    Form<Kpl32u, kplsXor_32u, kplsXor_32u_I, Bit::kXor>>;
-TYPED_TEST_SUITE(LogicTwoVectors, TwoVectorForms);
-
-TYPED_TEST(LogicTwoVectors, MatchesReferenceAtEveryLengthAndOffset) {
-  using F = TypeParam;
-  using T = typename F::Type;
-  sweep2([&](size_t len, size_t a, size_t b) {
-    if (::testing::Test::HasFailure()) return;  // one report, not thousands
-    const size_t c = (a + 3 * b) % 16;
-    Guarded<T> s1(len, a), s2(len, c), d(len, b);
-    fill_data(s1.data(), len, len * 256 + a * 16 + b);
-    fill_data(s2.data(), len, len * 256 + a * 16 + b + 7);
-    const auto s1_before = s1.snapshot(), s2_before = s2.snapshot();
-    ASSERT_EQ(F::entry(s1.data(), s2.data(), d.data(), static_cast<int>(len)), kplStsOk);
-    for (size_t i = 0; i < len; ++i)
-      ASSERT_EQ(d[i], bitwise(F::op, s1[i], s2[i])) << "len=" << len << " +" << a << " +" << c << " +" << b << " i=" << i;
-    EXPECT_TRUE(d.guards_intact() && s1.unchanged_since(s1_before) && s2.unchanged_since(s2_before)) << len;
-
-    // In place: pSrcDst = pSrcDst op pSrc.
-    Guarded<T> v(len, b);
-    v.assign(s2.data());
-    ASSERT_EQ(F::entry_in_place(s1.data(), v.data(), static_cast<int>(len)), kplStsOk);
-    EXPECT_TRUE(same_bits(v.data(), d.data(), len) && v.guards_intact()) << "in place len=" << len << " +" << b;
-  });
+// In place: pSrcDst = pSrcDst op pSrc. Not is the exclusive or with all ones.
+template <class T, Bit Op, class Two, class TwoI, class C, class CI>
+void logic_family(const char* name, Two two, TwoI two_i, C with_c, CI with_c_i) {
+  sweep_binary<T, T, T>(name, two, two_i, DataFill<T>{}, [](T a, T b) { return bitwise(Op, a, b); });
+  // The constants include 0 (the shortcuts) and all ones.
+  for (T val : {T{0}, static_cast<T>(~T{0}), T{1}, static_cast<T>(0xA5C3F00Fu), static_cast<T>(0x80000080u)})
+    sweep_unary<T, T>(
+        name, [&](const T* s, T* d, int n) { return with_c(s, val, d, n); }, [&](T* v, int n) { return with_c_i(val, v, n); }, DataFill<T>{},
+        [&](T x) { return bitwise(Op, x, val); }, val);
 }
 
-// ---- Vector and constant, and Not ----
-
-template <class F>
-class LogicWithConstant : public ::testing::Test {};
-using ConstantForms = ::testing::Types<
-    Form<Kpl8u, kplsAndC_8u, kplsAndC_8u_I, Bit::kAnd>, Form<Kpl16u, kplsAndC_16u, kplsAndC_16u_I, Bit::kAnd>,
-    Form<Kpl32u, kplsAndC_32u, kplsAndC_32u_I, Bit::kAnd>, Form<Kpl8u, kplsOrC_8u, kplsOrC_8u_I, Bit::kOr>,
-    Form<Kpl16u, kplsOrC_16u, kplsOrC_16u_I, Bit::kOr>, Form<Kpl32u, kplsOrC_32u, kplsOrC_32u_I, Bit::kOr>,
-    Form<Kpl8u, kplsXorC_8u, kplsXorC_8u_I, Bit::kXor>, Form<Kpl16u, kplsXorC_16u, kplsXorC_16u_I, Bit::kXor>,
-    Form<Kpl32u, kplsXorC_32u, kplsXorC_32u_I, Bit::kXor>>;
-TYPED_TEST_SUITE(LogicWithConstant, ConstantForms);
-
-// The constants include 0 (the shortcuts) and all ones.
-TYPED_TEST(LogicWithConstant, MatchesReferenceAtEveryLengthAndOffset) {
-  using F = TypeParam;
-  using T = typename F::Type;
-  const T constants[] = {0, static_cast<T>(~T{0}), 1, static_cast<T>(0xA5C3F00Fu), static_cast<T>(0x80000080u)};
-  sweep2([&](size_t len, size_t a, size_t b) {
-    if (::testing::Test::HasFailure()) return;
-    const T val = constants[(len + a + b) % 5];
-    Guarded<T> s(len, a), d(len, b), v(len, b);
-    fill_data(s.data(), len, len * 256 + a * 16 + b);
-    v.assign(s.data());
-    const auto s_before = s.snapshot();
-    ASSERT_EQ(F::entry(s.data(), val, d.data(), static_cast<int>(len)), kplStsOk);
-    ASSERT_EQ(F::entry_in_place(val, v.data(), static_cast<int>(len)), kplStsOk);
-    for (size_t i = 0; i < len; ++i) {
-      ASSERT_EQ(d[i], bitwise(F::op, s[i], val)) << "len=" << len << " +" << a << " +" << b << " val=" << +val << " i=" << i;
-      ASSERT_EQ(v[i], d[i]) << "in place len=" << len << " +" << b << " val=" << +val << " i=" << i;
-    }
-    EXPECT_TRUE(d.guards_intact() && v.guards_intact() && s.unchanged_since(s_before)) << len << " +" << a << " +" << b;
-  });
-}
-
-template <class F>
-class LogicNot : public ::testing::Test {};
-using NotForms = ::testing::Types<Form<Kpl8u, kplsNot_8u, kplsNot_8u_I, Bit::kXor>,
-                                  Form<Kpl16u, kplsNot_16u, kplsNot_16u_I, Bit::kXor>,
-                                  Form<Kpl32u, kplsNot_32u, kplsNot_32u_I, Bit::kXor>>;
-TYPED_TEST_SUITE(LogicNot, NotForms);
-
-TYPED_TEST(LogicNot, MatchesReferenceAtEveryLengthAndOffset) {
-  using F = TypeParam;
-  using T = typename F::Type;
-  sweep2([&](size_t len, size_t a, size_t b) {
-    if (::testing::Test::HasFailure()) return;
-    Guarded<T> s(len, a), d(len, b), v(len, b);
-    fill_data(s.data(), len, len * 256 + a * 16 + b);
-    v.assign(s.data());
-    ASSERT_EQ(F::entry(s.data(), d.data(), static_cast<int>(len)), kplStsOk);
-    ASSERT_EQ(F::entry_in_place(v.data(), static_cast<int>(len)), kplStsOk);
-    for (size_t i = 0; i < len; ++i) {
-      ASSERT_EQ(d[i], bitwise(F::op, s[i], static_cast<T>(~T{0}))) << "len=" << len << " i=" << i;
-      ASSERT_EQ(v[i], d[i]) << "in place len=" << len << " i=" << i;
-    }
-    EXPECT_TRUE(d.guards_intact() && v.guards_intact()) << len << " +" << a << " +" << b;
-  });
+TEST(Logic, MatchesReferenceAtEveryLengthAndOffset) {
+  logic_family<Kpl8u, Bit::kAnd>("And_8u", kplsAnd_8u, kplsAnd_8u_I, kplsAndC_8u, kplsAndC_8u_I);
+  logic_family<Kpl16u, Bit::kAnd>("And_16u", kplsAnd_16u, kplsAnd_16u_I, kplsAndC_16u, kplsAndC_16u_I);
+  logic_family<Kpl32u, Bit::kAnd>("And_32u", kplsAnd_32u, kplsAnd_32u_I, kplsAndC_32u, kplsAndC_32u_I);
+  logic_family<Kpl8u, Bit::kOr>("Or_8u", kplsOr_8u, kplsOr_8u_I, kplsOrC_8u, kplsOrC_8u_I);
+  logic_family<Kpl16u, Bit::kOr>("Or_16u", kplsOr_16u, kplsOr_16u_I, kplsOrC_16u, kplsOrC_16u_I);
+  logic_family<Kpl32u, Bit::kOr>("Or_32u", kplsOr_32u, kplsOr_32u_I, kplsOrC_32u, kplsOrC_32u_I);
+  logic_family<Kpl8u, Bit::kXor>("Xor_8u", kplsXor_8u, kplsXor_8u_I, kplsXorC_8u, kplsXorC_8u_I);
+  logic_family<Kpl16u, Bit::kXor>("Xor_16u", kplsXor_16u, kplsXor_16u_I, kplsXorC_16u, kplsXorC_16u_I);
+  logic_family<Kpl32u, Bit::kXor>("Xor_32u", kplsXor_32u, kplsXor_32u_I, kplsXorC_32u, kplsXorC_32u_I);
+  sweep_unary<Kpl8u, Kpl8u>("Not_8u", kplsNot_8u, kplsNot_8u_I, DataFill<Kpl8u>{}, [](Kpl8u x) { return static_cast<Kpl8u>(~x); });
+  sweep_unary<Kpl16u, Kpl16u>("Not_16u", kplsNot_16u, kplsNot_16u_I, DataFill<Kpl16u>{}, [](Kpl16u x) { return static_cast<Kpl16u>(~x); });
+  sweep_unary<Kpl32u, Kpl32u>("Not_32u", kplsNot_32u, kplsNot_32u_I, DataFill<Kpl32u>{}, [](Kpl32u x) { return static_cast<Kpl32u>(~x); });
 }
 
 // ---- Shifts ----
@@ -211,7 +142,9 @@ TYPED_TEST(Shift, MatchesReferenceAtEveryLengthAndOffset) {
     });
 }
 
-// Every count from below zero to past twice the width, and the extremes of int.
+// Every count from below zero to past twice the width, and the extremes of int:
+// the width zeroes, right shifts of signed elements fill with the sign, left
+// shifts wrap, a negative count is kplStsBadShift.
 TYPED_TEST(Shift, EveryCountMatchesReference) {
   std::vector<int> counts = {INT_MIN, -40, 64, 100, INT_MAX};
   for (int val = -3; val <= 2 * TypeParam::width + 2; ++val) counts.push_back(val);
@@ -222,33 +155,6 @@ TYPED_TEST(Shift, EveryCountMatchesReference) {
 }
 
 // ---- The contract in small cases ----
-
-TEST(LogicShiftEdges, DocumentedResults) {
-  Kpl16u u16[2] = {0x8001, 1}, out16[2];
-  EXPECT_EQ(kplsLShiftC_16u(u16, 16, out16, 2), kplStsOk);  // the width zeroes
-  EXPECT_TRUE(out16[0] == 0 && out16[1] == 0);
-  Kpl16s s16[3] = {16384, -5, 5}, o16[3];
-  EXPECT_EQ(kplsLShiftC_16s(s16, 1, o16, 1), kplStsOk);  // wraps, no saturation
-  EXPECT_EQ(o16[0], -32768);
-  EXPECT_EQ(kplsRShiftC_16s(s16 + 1, 40, o16 + 1, 2), kplStsOk);  // sign fill
-  EXPECT_TRUE(o16[1] == -1 && o16[2] == 0);
-  EXPECT_EQ(kplsRShiftC_16s_I(40, s16 + 1, 2), kplStsOk);  // the same in place
-  EXPECT_TRUE(s16[1] == -1 && s16[2] == 0);
-  Kpl32s s32[3] = {1, INT_MIN, -1}, o32[3];
-  EXPECT_EQ(kplsLShiftC_32s(s32, 31, o32, 1), kplStsOk);
-  EXPECT_EQ(o32[0], INT_MIN);
-  EXPECT_EQ(kplsRShiftC_32s(s32 + 1, INT_MAX, o32 + 1, 2), kplStsOk);
-  EXPECT_TRUE(o32[1] == -1 && o32[2] == -1);
-  EXPECT_EQ(kplsRShiftC_32s(s32, -1, o32, 3), kplStsBadShift);
-  Kpl8u b[2] = {0x81, 0xFF}, ob[2];  // bytes do not leak into their neighbours
-  EXPECT_EQ(kplsLShiftC_8u(b, 1, ob, 2), kplStsOk);
-  EXPECT_TRUE(ob[0] == 0x02 && ob[1] == 0xFE);
-  EXPECT_EQ(kplsRShiftC_8u(b, 7, ob, 2), kplStsOk);
-  EXPECT_TRUE(ob[0] == 1 && ob[1] == 1);
-  Kpl32u zero = 0, all;
-  EXPECT_EQ(kplsNot_32u(&zero, &all, 1), kplStsOk);
-  EXPECT_EQ(all, 0xFFFFFFFFu);
-}
 
 // A zero constant or count hands over to a block move; its statuses are the
 // move's, and a count at or beyond the width is a zero fill.

@@ -381,35 +381,21 @@ D both_paths(KplStatus (*f)(const A*, const B*, D*, int, int), std::type_identit
   return d[0];
 }
 
+// The sweep covers these with the same references; the table keeps the
+// documented edges readable: the most negative squares, ties to even, the
+// bounds, the bit-exact low form and binary64 losing the low bits past 2^53.
 TEST(MulIntegerEdges, DocumentedValues) {
   EXPECT_EQ(both_paths(kplsMul_16s_Sfs, -32768, -32768, 30), 1);
   EXPECT_EQ(both_paths(kplsMul_16s_Sfs, -32768, -32768, 31), 0);
   EXPECT_EQ(both_paths(kplsMul_16s_Sfs, -1, 1, -15), -32768);  // -1 * 2^15 is exact
-  EXPECT_EQ(both_paths(kplsMul_16s_Sfs, 1, 1, -15), 32767);
-  EXPECT_EQ(both_paths(kplsMul_16s_Sfs, 3, 1, 1), 2);   // 1.5 to even
-  EXPECT_EQ(both_paths(kplsMul_16s_Sfs, 5, 1, 1), 2);   // 2.5 to even
-  EXPECT_EQ(both_paths(kplsMul_16s_Sfs, -5, 1, 1), -2);
-  EXPECT_EQ(both_paths(kplsMul_16u_Sfs, 65535, 65535, 32), 1);   // 0.99997 rounds up
-  EXPECT_EQ(both_paths(kplsMul_16u_Sfs, 65535, 65535, 0), 65535);
-  EXPECT_EQ(both_paths(kplsMul_16u_Sfs, 1, 1, -16), 65535);
-  EXPECT_EQ(both_paths(kplsMul_16u_Sfs, 2, 1, 2), 0);   // 0.5 to even
-  EXPECT_EQ(both_paths(kplsMul_8u_Sfs, 255, 255, 16), 1);
-  EXPECT_EQ(both_paths(kplsMul_8u_Sfs, 1, 1, -8), 255);
-  EXPECT_EQ(both_paths(kplsMul_Low_32s_Sfs, 65536, 65536, 0), 0);
-  EXPECT_EQ(both_paths(kplsMul_32s_Sfs, 65536, 65536, 0), 2147483647);
-  EXPECT_EQ(both_paths(kplsMul_Low_32s_Sfs, -3, 1, 1), -2);   // bits, no rounding: floor
-  EXPECT_EQ(both_paths(kplsMul_Low_32s_Sfs, INT32_MIN, INT32_MIN, 62), 1);
+  EXPECT_EQ(both_paths(kplsMul_16s_Sfs, 5, 1, 1), 2);          // 2.5 to even
+  EXPECT_EQ(both_paths(kplsMul_16u_Sfs, 65535, 65535, 32), 1);  // 0.99997 rounds up
+  EXPECT_EQ(both_paths(kplsMul_Low_32s_Sfs, -3, 1, 1), -2);      // bits, no rounding: floor
   EXPECT_EQ(both_paths(kplsMul_Low_32s_Sfs, 3, 1, -31), INT32_MIN);  // the low word shifted: wraps
   EXPECT_EQ(both_paths(kplsMul_Low_32s_Sfs, 3, 1, -32), INT32_MAX);  // the bound saturates
-  EXPECT_EQ(both_paths(kplsMul_Low_32s_Sfs, INT32_MIN, INT32_MIN, 63), 0);
-  // Mul_32s works in binary64: a product beyond 2^53 has lost its low bits already.
   EXPECT_EQ(both_paths(kplsMul_32s_Sfs, 2147483647, 2147483647, 62), 1);
   EXPECT_EQ(both_paths(kplsMul_32s_Sfs, 2147483647, 2147483647, 32), 1073741823);
-  EXPECT_EQ(both_paths(kplsMul_32s_Sfs, 3, 1, 1), 2);
-  EXPECT_EQ(both_paths(kplsMul_32s_Sfs, 1, 1, -31), INT32_MAX);
   EXPECT_EQ(both_paths(kplsMul_32s_Sfs, -1, 1, -31), INT32_MIN);
-  EXPECT_EQ(both_paths(kplsMul_32s_Sfs, 0, 5, -40), 0);
-  EXPECT_EQ(both_paths(kplsMul_32s_Sfs, INT32_MIN, INT32_MIN, 63), 0);
 }
 
 TEST(MulIntegerEdges, Mul16s32sSaturatesWhatCannotSurviveTheShift) {
@@ -609,10 +595,7 @@ void expect_same_at_odd_addresses(F call, const char* name) {
 
 TEST(MulEdges, OddAddressesGiveTheSameValues) {
   expect_same_at_odd_addresses<Kpl32f, Kpl32f, Kpl32f>(kplsMul_32f, "Mul_32f");
-  expect_same_at_odd_addresses<Kpl64f, Kpl64f, Kpl64f>(kplsMul_64f, "Mul_64f");
   expect_same_at_odd_addresses<Kpl32fc, Kpl32fc, Kpl32fc>(kplsMul_32fc, "Mul_32fc");
-  expect_same_at_odd_addresses<Kpl16s, Kpl16s, Kpl32f>(kplsMul_16s32f, "Mul_16s32f");
-  expect_same_at_odd_addresses<Kpl32f, Kpl32fc, Kpl32fc>(kplsMul_32f32fc, "Mul_32f32fc");
   expect_same_at_odd_addresses<Kpl32f, Kpl32f, Kpl32f>(
       [](const Kpl32f* a, const Kpl32f*, Kpl32f* d, int n) { return kplsMulC_32f(a, 0.75f, d, n); }, "MulC_32f");
   expect_same_at_odd_addresses<Kpl32f, Kpl32f, Kpl16s>(
@@ -621,14 +604,10 @@ TEST(MulEdges, OddAddressesGiveTheSameValues) {
       [](const Kpl16s* a, const Kpl16s* b, Kpl16s* d, int n) { return kplsMul_16s_Sfs(a, b, d, n, 3); }, "Mul_16s_Sfs");
   expect_same_at_odd_addresses<Kpl16sc, Kpl16sc, Kpl16sc>(
       [](const Kpl16sc* a, const Kpl16sc* b, Kpl16sc* d, int n) { return kplsMul_16sc_Sfs(a, b, d, n, 20); }, "Mul_16sc_Sfs");
-  expect_same_at_odd_addresses<Kpl16u, Kpl16s, Kpl16s>(
-      [](const Kpl16u* a, const Kpl16s* b, Kpl16s* d, int n) { return kplsMul_16u16s_Sfs(a, b, d, n, -3); }, "Mul_16u16s_Sfs");
   expect_same_at_odd_addresses<Kpl16s, Kpl16s, Kpl32s>(
       [](const Kpl16s* a, const Kpl16s* b, Kpl32s* d, int n) { return kplsMul_16s32s_Sfs(a, b, d, n, -7); }, "Mul_16s32s_Sfs");
   expect_same_at_odd_addresses<Kpl32s, Kpl32s, Kpl32s>(
       [](const Kpl32s* a, const Kpl32s* b, Kpl32s* d, int n) { return kplsMul_32s_Sfs(a, b, d, n, 5); }, "Mul_32s_Sfs");
-  expect_same_at_odd_addresses<Kpl32s, Kpl32s, Kpl32s>(
-      [](const Kpl32s* a, const Kpl32s* b, Kpl32s* d, int n) { return kplsMul_Low_32s_Sfs(a, b, d, n, 40); }, "Mul_Low_32s_Sfs");
   expect_same_at_odd_addresses<Kpl32sc, Kpl32sc, Kpl32sc>(
       [](const Kpl32sc* a, const Kpl32sc* b, Kpl32sc* d, int n) { return kplsMul_32sc_Sfs(a, b, d, n, 9); }, "Mul_32sc_Sfs");
   expect_same_at_odd_addresses<Kpl32s, Kpl32s, Kpl32s>(
