@@ -32,73 +32,58 @@ void fill(T* p, size_t n) {
   }
 }
 
+// Every case reads one filled source of state.range(0) bytes and reports them.
+template <class T, class Body>
+void on_source(benchmark::State& state, Body body) {
+  const auto bytes = static_cast<size_t>(state.range(0));
+  const size_t n = bytes / sizeof(T);
+  Scratch s(bytes);
+  fill(s.as<T>(), n);
+  const T* p = s.as<T>();
+  for (auto _ : state) body(p, n);
+  set_traffic(state, bytes);
+}
+
 // ---- MaxIndx_32f ----
 
 void BM_MaxIndx_32f(benchmark::State& state) {
-  const auto bytes = static_cast<size_t>(state.range(0));
-  const size_t n = bytes / sizeof(Kpl32f);
-  Scratch s(bytes);
-  fill(s.as<Kpl32f>(), n);
-  for (auto _ : state) {
+  on_source<Kpl32f>(state, [](const Kpl32f* p, size_t n) {
     Kpl32f m;
     int at;
-    kplsMaxIndx_32f(s.as<Kpl32f>(), static_cast<int>(n), &m, &at);
+    kplsMaxIndx_32f(p, static_cast<int>(n), &m, &at);
     benchmark::DoNotOptimize(m);
     benchmark::DoNotOptimize(at);
-  }
-  set_traffic(state, bytes);
+  });
 }
 void BM_MaxIndx_32f_plain(benchmark::State& state) {
-  const auto bytes = static_cast<size_t>(state.range(0));
-  const size_t n = bytes / sizeof(Kpl32f);
-  Scratch s(bytes);
-  const Kpl32f* p = s.as<Kpl32f>();
-  fill(s.as<Kpl32f>(), n);
-  for (auto _ : state) {
+  on_source<Kpl32f>(state, [](const Kpl32f* p, size_t n) {
     Kpl32f m = p[0];
     int at = 0;
     for (size_t i = 1; i < n; ++i)
       if (p[i] > m) m = p[i], at = static_cast<int>(i);
     benchmark::DoNotOptimize(m);
     benchmark::DoNotOptimize(at);
-  }
-  set_traffic(state, bytes);
+  });
 }
 void BM_MaxIndx_32f_std(benchmark::State& state) {
-  const auto bytes = static_cast<size_t>(state.range(0));
-  const size_t n = bytes / sizeof(Kpl32f);
-  Scratch s(bytes);
-  const Kpl32f* p = s.as<Kpl32f>();
-  fill(s.as<Kpl32f>(), n);
-  for (auto _ : state) {
+  on_source<Kpl32f>(state, [](const Kpl32f* p, size_t n) {
     const Kpl32f* it = std::max_element(p, p + n);
     benchmark::DoNotOptimize(it);
-  }
-  set_traffic(state, bytes);
+  });
 }
 
 // ---- MinMax_16s ----
 
 void BM_MinMax_16s(benchmark::State& state) {
-  const auto bytes = static_cast<size_t>(state.range(0));
-  const size_t n = bytes / sizeof(Kpl16s);
-  Scratch s(bytes);
-  fill(s.as<Kpl16s>(), n);
-  for (auto _ : state) {
+  on_source<Kpl16s>(state, [](const Kpl16s* p, size_t n) {
     Kpl16s lo, hi;
-    kplsMinMax_16s(s.as<Kpl16s>(), static_cast<int>(n), &lo, &hi);
+    kplsMinMax_16s(p, static_cast<int>(n), &lo, &hi);
     benchmark::DoNotOptimize(lo);
     benchmark::DoNotOptimize(hi);
-  }
-  set_traffic(state, bytes);
+  });
 }
 void BM_MinMax_16s_plain(benchmark::State& state) {
-  const auto bytes = static_cast<size_t>(state.range(0));
-  const size_t n = bytes / sizeof(Kpl16s);
-  Scratch s(bytes);
-  const Kpl16s* p = s.as<Kpl16s>();
-  fill(s.as<Kpl16s>(), n);
-  for (auto _ : state) {
+  on_source<Kpl16s>(state, [](const Kpl16s* p, size_t n) {
     Kpl16s lo = p[0], hi = p[0];
     for (size_t i = 1; i < n; ++i) {
       lo = p[i] < lo ? p[i] : lo;
@@ -106,20 +91,13 @@ void BM_MinMax_16s_plain(benchmark::State& state) {
     }
     benchmark::DoNotOptimize(lo);
     benchmark::DoNotOptimize(hi);
-  }
-  set_traffic(state, bytes);
+  });
 }
 void BM_MinMax_16s_std(benchmark::State& state) {
-  const auto bytes = static_cast<size_t>(state.range(0));
-  const size_t n = bytes / sizeof(Kpl16s);
-  Scratch s(bytes);
-  const Kpl16s* p = s.as<Kpl16s>();
-  fill(s.as<Kpl16s>(), n);
-  for (auto _ : state) {
+  on_source<Kpl16s>(state, [](const Kpl16s* p, size_t n) {
     auto its = std::minmax_element(p, p + n);
     benchmark::DoNotOptimize(its);
-  }
-  set_traffic(state, bytes);
+  });
 }
 
 }  // namespace
